@@ -1,0 +1,42 @@
+# zeb_options: what every target of this tree is compiled and linked with.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_SKIP_RPATH ON)
+
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+set(CMAKE_C_FLAGS_RELEASE "-O2 -g")
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g")
+
+set(ZEB_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=")
+option(ZEB_COVERAGE "Build with coverage counters" OFF)
+
+add_library(zeb_options INTERFACE)
+# Assertion texts name files of the tree, never a build machine's folders.
+target_compile_options(zeb_options INTERFACE
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wformat=2 -Wundef
+    $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+    -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
+    -fstack-protector-strong)
+target_link_options(zeb_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+
+if(ZEB_SANITIZE)
+    target_compile_options(zeb_options INTERFACE -fsanitize=${ZEB_SANITIZE} -fno-sanitize-recover=all
+                                                 -fno-omit-frame-pointer)
+    target_link_options(zeb_options INTERFACE -fsanitize=${ZEB_SANITIZE})
+elseif(ZEB_COVERAGE)
+    target_compile_options(zeb_options INTERFACE --coverage -O0 -fprofile-update=atomic)
+    target_link_options(zeb_options INTERFACE --coverage)
+else()
+    # Fortification needs optimisation and would hide calls from the sanitizers.
+    target_compile_options(zeb_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    target_link_options(zeb_options INTERFACE -Wl,-z,text)
+endif()

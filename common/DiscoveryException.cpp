@@ -1,0 +1,10 @@
+#include "common/DiscoveryException.h"
+
+namespace zebdiscovery {
+
+DiscoveryException::DiscoveryException(const char* message, int error) :
+    std::runtime_error(message), mError(error) {}
+
+DiscoveryException::~DiscoveryException() = default;
+
+} // namespace zebdiscovery

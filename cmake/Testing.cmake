@@ -1,0 +1,75 @@
+# Test programs. include(Testing) gives:
+#
+#   zeb_add_test(NAME SOURCES file... [LIBS target...] [ARGS word...] [LABELS label...]
+#                [TIMEOUT seconds] [USBFS] [NETNS] [NO_MAIN])
+#
+# A GoogleTest program, registered with ctest as one test. USBFS puts the emulated device
+# nodes of libumockdev under it; NETNS starts it in a network name space of its own (as root
+# of a user name space, so without privilege); NO_MAIN says that it brings its own main().
+#
+#   ZEB_LAUNCHER   the words before any program of this build, empty when it runs as it is
+#
+# Programs of a foreign architecture run with the loader and the libraries of its sysroot, named
+# on the command line (ZEB_LAUNCHER, which ctest uses through CMAKE_CROSSCOMPILING_EMULATOR): so
+# nothing that is built carries a path of the build machine, and what is tested is what ships. A test
+# that starts a program itself (the host, a helper) has to put ZEB_LAUNCHER before it.
+
+set(ZEB_LAUNCHER ${CMAKE_CROSSCOMPILING_EMULATOR})
+
+# GoogleTest comes as source, built here with the preset's compiler and sanitizers, as its authors
+# advise: the same for every architecture, and no race or overflow hides in an uninstrumented copy.
+set(ZEB_GOOGLETEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest's source tree")
+set(ZEB_HAVE_GOOGLETEST NO)
+if(EXISTS ${ZEB_GOOGLETEST_SOURCE}/CMakeLists.txt)
+    set(ZEB_HAVE_GOOGLETEST YES)
+    set(INSTALL_GTEST OFF CACHE INTERNAL "")
+    add_subdirectory(${ZEB_GOOGLETEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+    if(ZEB_SANITIZE)
+        foreach(library gtest gtest_main gmock gmock_main)
+            target_compile_options(${library} PRIVATE -fsanitize=${ZEB_SANITIZE} -fno-omit-frame-pointer)
+        endforeach()
+    endif()
+else()
+    message(STATUS "Tests are not built: no GoogleTest source (Debian: googletest)")
+endif()
+
+pkg_check_modules(UMOCKDEV IMPORTED_TARGET umockdev-1.0 gio-2.0)
+if(ZEB_HAVE_GOOGLETEST AND NOT UMOCKDEV_FOUND)
+    message(STATUS "Tests on emulated device nodes are not built: no libumockdev (Debian: libumockdev-dev umockdev)")
+endif()
+
+function(zeb_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "USBFS;NETNS;NO_MAIN" "TIMEOUT" "SOURCES;LIBS;ARGS;LABELS")
+    if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES)
+        message(FATAL_ERROR "zeb_add_test(${name}): SOURCES missing, or unknown words: ${arg_UNPARSED_ARGUMENTS}")
+    endif()
+    if(NOT ZEB_HAVE_GOOGLETEST OR (arg_USBFS AND NOT UMOCKDEV_FOUND))
+        return()
+    endif()
+
+    add_executable(${name} ${arg_SOURCES})
+    if(arg_USBFS)
+        # The first library of all, so that its open, ioctl and the like win over the C library's
+        # without LD_PRELOAD (which the address sanitizer does not tolerate before itself).
+        target_link_libraries(${name} PRIVATE -Wl,--no-as-needed -l:libumockdev-preload.so.0 -Wl,--as-needed
+                                              PkgConfig::UMOCKDEV)
+    endif()
+    if(arg_NO_MAIN)
+        target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock zeb_options)
+    else()
+        target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main zeb_options)
+    endif()
+
+    set(apart "")
+    if(arg_NETNS)
+        # Entered before the program starts: qemu-user has threads and could not do it later.
+        set(apart unshare --user --map-root-user --net)
+    endif()
+    add_test(NAME ${name} COMMAND ${apart} ${ZEB_LAUNCHER} $<TARGET_FILE:${name}> ${arg_ARGS})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    # The emulated nodes live in TMPDIR, in a socket whose name may have 107 characters.
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
+        "TMPDIR=/tmp;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
+endfunction()

@@ -1,0 +1,152 @@
+#include "phones/PhoneModel.h"
+
+#include "phones/Phones.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace testing;
+
+namespace zebphones {
+namespace {
+
+constexpr SetupPacket kAskVersion{0xc0, kGetProtocol, 0, 0, 2};
+constexpr SetupPacket kStart{0x40, kStartAccessory, 0, 0, 0};
+
+std::vector<std::uint8_t> bytes(std::string_view text) { return {text.begin(), text.end()}; }
+
+SetupPacket stringSetup(std::uint16_t index, std::size_t length) {
+    return {0x40, kSendString, 0, index, static_cast<std::uint16_t>(length)};
+}
+
+Response send(PhoneModel& phone, std::uint16_t index, std::string_view text) {
+    return phone.answer(stringSetup(index, text.size()), bytes(text));
+}
+
+TEST(ASetupPacket, ReadsItsWordsLowByteFirst) {
+    const std::array<std::uint8_t, 8> wire = {0x40, 52, 0x02, 0x01, 0x05, 0x00, 0x07, 0x03};
+
+    EXPECT_EQ(SetupPacket::fromBytes(wire), (SetupPacket{0x40, 52, 0x0102, 5, 0x0307}));
+}
+
+TEST(APhone, AnswersFiftyOneWithItsVersionLowByteFirst) {
+    PhoneModel phone(accessoryPhone());
+
+    const Response response = phone.answer(kAskVersion, {});
+
+    EXPECT_EQ(response.reaction, Reaction::Answer);
+    EXPECT_THAT(response.data, ElementsAre(2, 0));
+}
+
+TEST(APhone, KeepsTheSixStringsUntilTheVersionIsAskedAgain) {
+    PhoneModel phone(accessoryPhone());
+    phone.answer(kAskVersion, {});
+    for (std::uint16_t i = 0; i < kStringCount; ++i)
+        EXPECT_EQ(send(phone, i, "text" + std::to_string(i)).moved, 5U);
+    EXPECT_EQ(phone.string(5), "text5");
+
+    phone.answer(kAskVersion, {});
+
+    EXPECT_EQ(phone.string(5), std::nullopt);
+}
+
+TEST(APhone, TakesAnIndexBeyondTheSixthAndDropsTheString) {
+    PhoneModel phone(accessoryPhone());
+
+    EXPECT_EQ(send(phone, 6, "seventh").reaction, Reaction::Answer);
+}
+
+TEST(APhone, TakesAnEmptyStringUnlessItsProtocolRunsInUserSpace) {
+    PhoneModel kernel(accessoryPhone());
+    PhoneDescription description = accessoryPhone();
+    description.stallsEmptyStrings = true;
+    PhoneModel userSpace(description);
+
+    EXPECT_EQ(send(kernel, 0, "").reaction, Reaction::Answer);
+    EXPECT_EQ(kernel.string(0), "");
+    EXPECT_EQ(send(userSpace, 0, "").reaction, Reaction::Stall);
+}
+
+TEST(APhone, ShowsItsAccessoryFaceOnceItHasReappeared) {
+    PhoneModel phone(accessoryPhone());
+    phone.answer(kStart, {});
+    EXPECT_TRUE(phone.switchRequested());
+    EXPECT_EQ(phone.face().product, 0x4ee2);
+
+    phone.reappearInAccessoryMode();
+
+    EXPECT_FALSE(phone.switchRequested());
+    EXPECT_EQ(phone.face().product, 0x2d00);
+}
+
+TEST(APhone, RecordsWhatItWasSentInOrder) {
+    PhoneModel phone(accessoryPhone());
+
+    send(phone, 3, "v1");
+    phone.answer(kStart, {});
+
+    ASSERT_THAT(phone.received(), SizeIs(2));
+    EXPECT_EQ(phone.received()[0].setup, stringSetup(3, 2));
+    EXPECT_EQ(phone.received()[0].data, bytes("v1"));
+    EXPECT_EQ(phone.received()[1].setup, kStart);
+}
+
+TEST(AFaultRow, MattersOnlyToItsRequestAndIndex) {
+    PhoneModel phone(accessoryPhone());
+    phone.setFaults({{.request = kSendString, .index = 2, .reaction = Reaction::Stall}});
+
+    EXPECT_EQ(send(phone, 1, "a").reaction, Reaction::Answer);
+    EXPECT_EQ(send(phone, 2, "b").reaction, Reaction::Stall);
+    EXPECT_EQ(phone.string(2), std::nullopt);
+}
+
+TEST(AFaultRow, CutsAnAnswerShort) {
+    PhoneModel phone(accessoryPhone());
+    phone.setFaults({{.request = kGetProtocol, .reaction = Reaction::Short, .moved = 1},
+                     {.request = kSendString, .reaction = Reaction::Short, .moved = 3}});
+
+    EXPECT_THAT(phone.answer(kAskVersion, {}).data, ElementsAre(2));
+    EXPECT_EQ(send(phone, 0, "abcdef").moved, 3U);
+}
+
+TEST(AFaultRow, MovesNothingWhenThePhoneStaysSilent) {
+    PhoneModel phone(accessoryPhone());
+    phone.setFaults({{.request = kSendString, .reaction = Reaction::Silent}});
+
+    EXPECT_EQ(send(phone, 0, "abcdef").moved, 0U);
+}
+
+TEST(AFaultRow, KeepsARefusedRequestFromThePhone) {
+    PhoneModel phone(accessoryPhone());
+    phone.setFaults({{.request = kStartAccessory, .reaction = Reaction::RefusedNoDevice}});
+
+    EXPECT_EQ(phone.answer(kStart, {}).reaction, Reaction::RefusedNoDevice);
+    EXPECT_THAT(phone.received(), IsEmpty());
+    EXPECT_FALSE(phone.switchRequested());
+}
+
+TEST(AStranger, StallsEverythingAndStillRecordsIt) {
+    for (const PhoneDescription& description : {mouse(), hub(), storageStick()}) {
+        PhoneModel stranger(description);
+
+        EXPECT_EQ(stranger.answer(kAskVersion, {}).reaction, Reaction::Stall) << description.name;
+        EXPECT_THAT(stranger.received(), SizeIs(1)) << description.name;
+    }
+}
+
+TEST(AFace, BecomesTheBytesOfTheBus) {
+    const auto all = descriptors(tetheringPhone().normal);
+
+    const std::vector<std::uint8_t> device = {18,   1,    0,    2, 0, 0, 0, 64, 0xd1,
+                                              0x18, 0xe3, 0x4e, 0, 1, 1, 2, 3,  1};
+    const std::vector<std::uint8_t> rest = {
+        9, 2,  56, 0, 2, 1,  0, 0x80, 250,                                                  // configuration
+        8, 11, 0,  2, 2, 6,  0, 0,                                                          // association
+        9, 4,  0,  0, 1, 2,  2, 255,  0,   7, 5, 0x81, 2, 0, 2, 0,                          // interface 0
+        9, 4,  1,  0, 2, 10, 0, 0,    0,   7, 5, 2,    2, 0, 2, 0, 7, 5, 0x83, 2, 0, 2, 0}; // interface 1
+    EXPECT_EQ(std::vector(all.begin(), all.begin() + 18), device);
+    EXPECT_EQ(std::vector(all.begin() + 18, all.end()), rest);
+}
+
+} // namespace
+} // namespace zebphones

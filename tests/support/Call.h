@@ -1,0 +1,44 @@
+#pragma once
+
+#include <initializer_list>
+#include <iosfwd>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace zebtest {
+
+/** One argument of a recorded call: a number, a pointer compared by its value, or a text. */
+class Argument {
+public:
+    template <class Number, std::enable_if_t<std::is_integral_v<Number>, int> = 0>
+    Argument(Number number) : mValue(static_cast<long long>(number)) {}
+    Argument(const void* pointer) : mValue(pointer) {}
+    Argument(std::nullptr_t) : mValue(static_cast<const void*>(nullptr)) {}
+    Argument(std::string text) : mValue(std::move(text)) {}
+    /** A text that may be null, in which case it equals a null pointer. */
+    Argument(const char* text) : Argument(nullptr) {
+        if (text)
+            mValue = std::string(text);
+    }
+
+    bool operator==(const Argument& other) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const Argument& argument);
+
+private:
+    std::variant<long long, const void*, std::string> mValue;
+};
+
+/** A recorded call: the operation's name and its arguments, without the context. */
+struct Call {
+    std::string name;
+    std::vector<Argument> arguments;
+
+    bool operator==(const Call& other) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const Call& call);
+
+} // namespace zebtest

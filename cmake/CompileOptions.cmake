@@ -15,6 +15,12 @@ endif()
 set(CMAKE_C_FLAGS_RELEASE "-O2 -g")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g")
 
+find_program(ZEB_CCACHE ccache)
+if(ZEB_CCACHE)
+    set(CMAKE_C_COMPILER_LAUNCHER ${ZEB_CCACHE})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${ZEB_CCACHE})
+endif()
+
 set(ZEB_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=")
 option(ZEB_COVERAGE "Build with coverage counters" OFF)
 

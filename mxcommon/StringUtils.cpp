@@ -15,7 +15,8 @@ namespace {
 constexpr std::size_t kFirstBufferSize = 256;
 constexpr int kAttempts = 12;
 
-bool formatsInto(std::vector<char>& buffer, const char* format, std::va_list arguments) {
+[[gnu::format(printf, 2, 0)]] bool formatsInto(std::vector<char>& buffer, const char* format,
+                                               std::va_list arguments) {
     std::va_list copy;
     va_copy(copy, arguments);
     const int length = std::vsnprintf(buffer.data(), buffer.size(), format, copy);

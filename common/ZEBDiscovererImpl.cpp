@@ -19,7 +19,7 @@ ZEBDiscovererImpl::ZEBDiscovererImpl(ZEBDiscovererInterface* interfaceTable, siz
     fillEntryPoints(interfaceTable, interfaceSize, useMultipleHandles);
 }
 
-ZEBDiscovererImpl::~ZEBDiscovererImpl() = default;
+ZEBDiscovererImpl::~ZEBDiscovererImpl() noexcept(false) = default;
 
 void ZEBDiscovererImpl::setContext(void* context) {
     mpContext = context;

@@ -34,7 +34,9 @@ public:
     // The operations, in slot order. What each is for, who owns its arguments and when it is called
     // stands in zebdiscovery/interface.h; here stands what the base does. [host-thread], all of them.
 
-    virtual ~ZEBDiscovererImpl(); // [before-setContext]
+    /** A discoverer's destructor must not throw; one that does all the same ends at the barrier.
+     *  [before-setContext] */
+    virtual ~ZEBDiscovererImpl() noexcept(false);
     /** Keeps the context and has the host fill the utilities record. */
     virtual void setContext(void* context); // [before-setContext]
     /** Null. Only in single-handle mode, as the next two. */

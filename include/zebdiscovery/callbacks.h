@@ -7,7 +7,8 @@
  * would return an error is taken to have returned 9 (not implemented), one that
  * would return a pointer null, and no log line is wanted.
  *
- * context is the pointer that setContext stored. Unless a slot says otherwise a
+ * context is the pointer that setContext stored; a line logged before that, while
+ * the discoverer is being made, comes with a null context. Unless a slot says otherwise a
  * callback is called on the host's thread, from inside an entry point
  * ([host-thread]); [any-thread] callbacks may also come from a thread of the
  * discoverer's own. A callback may throw nothing that the host wants to see

@@ -54,10 +54,15 @@ const UsbFace& PhoneModel::face() const {
     return mInAccessoryMode ? mDescription.accessory : mDescription.normal;
 }
 
-Response PhoneModel::answer(const SetupPacket& setup, std::span<const std::uint8_t> data) {
+Response PhoneModel::foresee(const SetupPacket& setup) const {
     Response response = usualResponse(setup);
     if (const Fault* fault = faultFor(setup))
         apply(*fault, response);
+    return response;
+}
+
+Response PhoneModel::answer(const SetupPacket& setup, std::span<const std::uint8_t> data) {
+    Response response = foresee(setup);
     if (neverLeavesTheHost(response.reaction))
         return response;
     mReceived.push_back({setup, {data.begin(), data.end()}, response.reaction});

@@ -115,6 +115,9 @@ public:
     // The face it shows now.
     const UsbFace& face() const;
 
+    // What answer() will say. A transport that has to take or refuse the data before it
+    // sees them asks first; nothing is written down.
+    Response foresee(const SetupPacket& setup) const;
     // A control request; data is what the host sends with it.
     Response answer(const SetupPacket& setup, std::span<const std::uint8_t> data);
 

@@ -1,0 +1,35 @@
+"""python3 lab/check SCENARIO FOLDER: says of each fact of a scenario whether the records in FOLDER prove it.
+
+Exit status 0 when all facts hold.
+"""
+
+import sys
+
+import facts
+from run import Refuted, load
+
+
+def judge(fact, run):
+    """Whether the fact holds, and what is to be said of it."""
+    try:
+        detail = fact(run)
+        return True, f"{fact.claim} ({detail})" if detail else fact.claim
+    except Refuted as refuted:
+        return False, f"{fact.claim}: {refuted}"
+    except (AttributeError, IndexError, KeyError, TypeError, ValueError) as missing:
+        # A record that is incomplete or damaged proves nothing.
+        return False, f"{fact.claim}: the records do not tell ({missing!r})"
+
+
+def main(scenario, folder):
+    run = load(folder)
+    verdicts = [judge(fact, run) for fact in facts.SCENARIOS[scenario]]
+    for holds, sentence in verdicts:
+        print("  ok     " if holds else "  FAILED ", sentence, sep="")
+    passed = sum(holds for holds, _ in verdicts)
+    print(f"lab {scenario}: {passed} passed, {len(verdicts) - passed} failed")
+    return passed != len(verdicts)
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))

@@ -25,11 +25,12 @@ set(ZEB_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=")
 option(ZEB_COVERAGE "Build with coverage counters" OFF)
 
 add_library(zeb_options INTERFACE)
-# Assertion texts name files of the tree, never a build machine's folders.
+# Assertion texts and debug information name files of the tree, never a build machine's folders.
 target_compile_options(zeb_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wformat=2 -Wundef
     $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
-    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+    -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+    $<$<BOOL:${CMAKE_SYSROOT}>:-ffile-prefix-map=${CMAKE_SYSROOT}/=/>
     -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
     -fstack-protector-strong)
 target_link_options(zeb_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)

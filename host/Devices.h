@@ -1,0 +1,71 @@
+#pragma once
+
+#include "host/DeviceRecord.h"
+#include "host/Discoverer.h"
+#include "host/Output.h"
+#include "host/Strings.h"
+
+#include <map>
+
+namespace zebhost {
+
+/**
+ * The devices that are plugged, and what the plug-in has of them. Every one is offered to the
+ * plug-in if it wants it.
+ *
+ * A record lives until its device is unplugged, the plug-in has released it and none of its
+ * entities is left: an entity may read the record until it is destroyed.
+ */
+class Devices {
+public:
+    Devices(const Discoverer& discoverer, Output& output, Strings& strings);
+
+    /** A device is plugged, or is already and has changed. One that the plug-in holds keeps its record
+     *  whatever changes; any other is judged anew (a configuration was chosen, for example). */
+    void seen(const UsbDevice& device);
+
+    /** What was plugged in at this port has gone. */
+    void gone(const std::string& port);
+
+    /** Callback releaseDevice. */
+    void released(const ZEBDeviceInfo* device);
+
+    /** An entity was handed over, or was destroyed, that belongs to this device. */
+    void entityAdded(uint32_t deviceId);
+    void entityDestroyed(uint32_t deviceId);
+
+    /** The device whose offerDevice runs: its number and where it is; 0 outside. */
+    uint32_t offeredId() const { return mOfferedId; }
+    UsbAddress offeredAddress() const;
+
+    /** A violation for every device that the plug-in still holds. */
+    void reportHeld();
+
+    /** The provider, as the plug-in sees it. */
+    ZEBDiscovererDeviceProvider* provider() { return reinterpret_cast<ZEBDiscovererDeviceProvider*>(this); }
+
+private:
+    struct Known {
+        UsbDevice device;
+        std::unique_ptr<DeviceRecord> record;
+        bool isPlugged = true;
+        bool isHeld = false;
+        unsigned entities = 0;
+    };
+    using Map = std::map<uint32_t, Known>;
+
+    Map::iterator pluggedAt(const std::string& port);
+    void judge(uint32_t id);
+    void offer(uint32_t id);
+    void forgetIfUnused(Map::iterator entry);
+    void report(const char* action, const UsbDevice& device);
+
+    const Discoverer& mDiscoverer;
+    Output& mOutput;
+    Strings& mStrings;
+    Map mKnown;
+    uint32_t mLastId = 0;
+    uint32_t mOfferedId = 0;
+};
+
+} // namespace zebhost

@@ -1,0 +1,36 @@
+#include "host/EntryPoints.h"
+
+#include <utility>
+
+namespace zebhost {
+
+std::string missingEntryPoints(const ZEBDiscovererInterface& table) {
+    const std::pair<const char*, bool> needed[] = {
+        {"setContext", table.setContext != nullptr},
+        {"getEntityEventHandle", table.getEntityEventHandle != nullptr},
+        {"handleEntityEvent", table.handleEntityEvent != nullptr},
+        {"handleEntityTimeout", table.handleEntityTimeout != nullptr},
+        {"setProperty", table.setProperty != nullptr},
+        {"start", table.start != nullptr},
+        {"stop", table.stop != nullptr},
+        {"fetchEntityValue", table.fetchEntityValue != nullptr},
+        {"destroyEntity", table.destroyEntity != nullptr},
+        {"destroyDiscoverer", table.destroyDiscoverer != nullptr},
+        {"handleSingleEvent", table.handleSingleEvent != nullptr},
+        {"handleTimeoutForEventHandle", table.handleTimeoutForEventHandle != nullptr},
+        {"init", table.init != nullptr},
+        {"deviceProviderStarted", table.deviceProviderStarted != nullptr},
+        {"getDeviceInterest", table.getDeviceInterest != nullptr},
+        {"offerDevice", table.offerDevice != nullptr},
+        {"removeDevice", table.removeDevice != nullptr},
+        {"getMultipleEventHandlesEx", table.getMultipleEventHandlesEx != nullptr},
+    };
+    std::string missing;
+    for (const auto& [name, isThere] : needed) {
+        if (!isThere)
+            missing += (missing.empty() ? "" : ", ") + std::string(name);
+    }
+    return missing;
+}
+
+} // namespace zebhost

@@ -1,0 +1,76 @@
+#include "host/Output.h"
+
+#include <nlohmann/json.hpp>
+
+namespace zebhost {
+namespace {
+
+// Ordered: a reader sees the time and the kind of event first.
+using Json = nlohmann::ordered_json;
+
+void put(Json& line, const UsbAddress& address) {
+    line["bus"] = address.bus;
+    line["device"] = address.device;
+}
+
+void put(Json& line, const DeviceEvent& e) {
+    line["event"] = "device";
+    line["action"] = e.action;
+    put(line, e.address);
+    line["vendor"] = e.vendor;
+    line["product"] = e.product;
+    line["name"] = e.name;
+}
+
+void put(Json& line, const InterestEvent& e) {
+    line["event"] = "interest";
+    put(line, e.address);
+    line["level"] = e.level;
+    line["description"] = e.description;
+}
+
+void put(Json& line, const EntityEvent& e) {
+    line["event"] = "entity";
+    line["action"] = e.action;
+    line["id"] = e.id;
+    put(line, e.address);
+}
+
+void put(Json& line, const ValueEvent& e) {
+    line["event"] = "value";
+    line["id"] = e.id;
+    line["key"] = e.key;
+    line["error"] = e.error;
+    line["value"] = e.value ? Json(*e.value) : Json(nullptr);
+}
+
+void put(Json& line, const LogEvent& e) {
+    line["event"] = "log";
+    line["severity"] = e.severity;
+    line["text"] = e.text;
+}
+
+void put(Json& line, const StartedEvent& e) {
+    line["event"] = "started";
+    line["error"] = e.error;
+}
+
+void put(Json& line, const StoppedEvent& e) {
+    line["event"] = "stopped";
+    line["error"] = e.error;
+}
+
+void put(Json& line, const ViolationEvent& e) {
+    line["event"] = "violation";
+    line["text"] = e.text;
+}
+
+} // namespace
+
+std::string jsonLine(uint64_t timeUs, const Event& event) {
+    Json line = {{"time_us", timeUs}};
+    std::visit([&line](const auto& e) { put(line, e); }, event);
+    return line.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+} // namespace zebhost

@@ -1,0 +1,45 @@
+#include "host/Output.h"
+
+#include "host/Clock.h"
+
+#include <cstdlib>
+#include <unistd.h>
+
+namespace zebhost {
+
+Output::Output(std::FILE* file, Form form) : mpFile(file), mForm(form), mStart(monotonicMicroseconds()) {}
+
+void Output::report(const Event& event) {
+    std::lock_guard lock(mMutex);
+    std::string line = lineFor(event) + '\n';
+    if (std::fwrite(line.data(), 1, line.size(), mpFile) != line.size() || std::fflush(mpFile) != 0)
+        mBroken = true;
+    if (std::holds_alternative<ViolationEvent>(event))
+        ++mViolations;
+}
+
+unsigned Output::violations() const {
+    std::lock_guard lock(mMutex);
+    return mViolations;
+}
+
+bool Output::broken() const {
+    std::lock_guard lock(mMutex);
+    return mBroken;
+}
+
+std::string Output::lineFor(const Event& event) const {
+    // The time is taken under the lock, so that it never runs backwards from line to line.
+    uint64_t now = monotonicMicroseconds();
+    if (mForm == Form::Json)
+        return jsonLine(now, event);
+    return plainLine(now - mStart, event, mForm == Form::Coloured);
+}
+
+Output::Form plainFormFor(std::FILE* file) {
+    const char* noColour = std::getenv("NO_COLOR");
+    bool wanted = noColour == nullptr || *noColour == '\0';
+    return wanted && isatty(fileno(file)) ? Output::Form::Coloured : Output::Form::Plain;
+}
+
+} // namespace zebhost

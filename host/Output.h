@@ -1,0 +1,50 @@
+#pragma once
+
+#include "host/Event.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+namespace zebhost {
+
+/** One JSON object, without a line feed. Bytes that are not UTF-8 become U+FFFD. */
+std::string jsonLine(uint64_t timeUs, const Event& event);
+
+/** One line for people, without a line feed: seconds since the start, then what happened. Control
+ *  characters of a device's texts are shown as "?". */
+std::string plainLine(uint64_t sinceStartUs, const Event& event, bool colours);
+
+/** Where the events of a run go, a line each, at once. [any-thread] */
+class Output {
+public:
+    enum class Form { Plain, Coloured, Json };
+
+    /** file stays the caller's. */
+    Output(std::FILE* file, Form form);
+
+    void report(const Event& event);
+
+    /** Short for reporting a ViolationEvent. */
+    void violation(const std::string& text) { report(ViolationEvent{text}); }
+
+    unsigned violations() const;
+    /** A line could not be written: nobody reads them any more. */
+    bool broken() const;
+
+private:
+    std::string lineFor(const Event& event) const;
+
+    std::FILE* const mpFile;
+    const Form mForm;
+    const uint64_t mStart;
+    mutable std::mutex mMutex;
+    unsigned mViolations = 0;
+    bool mBroken = false;
+};
+
+/** Coloured when file is a terminal and the environment does not set NO_COLOR, else plain. */
+Output::Form plainFormFor(std::FILE* file);
+
+} // namespace zebhost

@@ -1,0 +1,115 @@
+#include "host/Output.h"
+
+#include <array>
+#include <cstdio>
+#include <string_view>
+
+namespace zebhost {
+namespace {
+
+enum class Colour { None, Good, Notable, Bad, Faint };
+
+struct Line {
+    Colour colour;
+    std::string text;
+};
+
+/** A device chooses its own texts: none may move the cursor or colour the terminal. */
+std::string printable(std::string_view text) {
+    std::string shown(text);
+    for (char& c : shown) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+            c = '?';
+    }
+    return shown;
+}
+
+std::string show(const UsbAddress& address) {
+    std::array<char, 32> text;
+    std::snprintf(text.data(), text.size(), "%03d/%03d", address.bus, address.device);
+    return text.data();
+}
+
+/** What the codes of the interest descriptions stand for. */
+std::string_view meaning(std::string_view code) {
+    if (code == "103")
+        return ": a phone that shares its network";
+    if (code == "105")
+        return ": perhaps a phone that can be switched to accessory mode";
+    if (code == "106")
+        return ": a phone in accessory mode";
+    return "";
+}
+
+Line lineFor(const DeviceEvent& e) {
+    bool add = std::string_view(e.action) == "add";
+    return {Colour::Notable, std::string(add ? "plugged    " : "unplugged  ") + show(e.address) + "  " +
+                                 e.vendor + ":" + e.product + "  " + printable(e.name)};
+}
+
+Line lineFor(const InterestEvent& e) {
+    if (e.level >= 100)
+        return {Colour::Faint, "interest   " + show(e.address) + "  none"};
+    return {Colour::None, "interest   " + show(e.address) + "  level " + std::to_string(e.level) + ", \"" +
+                              printable(e.description) + "\"" + std::string(meaning(e.description))};
+}
+
+Line lineFor(const EntityEvent& e) {
+    std::string_view action = e.action;
+    Colour colour = action == "published" ? Colour::Good : Colour::None;
+    std::string_view note = action == "added" ? " (not shown to clients)" : "";
+    return {colour, "entity     #" + std::to_string(e.id) + " " + e.action + std::string(note) + "  " +
+                        show(e.address)};
+}
+
+Line lineFor(const ValueEvent& e) {
+    std::string start = "value      #" + std::to_string(e.id) + " " + printable(e.key);
+    if (!e.value)
+        return {Colour::Faint, start + ": none (error " + std::to_string(e.error) + ")"};
+    return {e.key == "zebcmd" ? Colour::Good : Colour::None, start + " = " + printable(*e.value)};
+}
+
+Line lineFor(const LogEvent& e) {
+    return {e.severity <= 10 ? Colour::Bad : Colour::Faint,
+            "plug-in    [" + std::to_string(e.severity) + "] " + printable(e.text)};
+}
+
+Line lineFor(const StartedEvent& e) {
+    return {Colour::None, e.error == 0 ? "started    waiting for devices, Ctrl-C ends"
+                                       : "started    with error " + std::to_string(e.error)};
+}
+
+Line lineFor(const StoppedEvent& e) {
+    return {Colour::None, e.error == 0 ? "stopped" : "stopped    with error " + std::to_string(e.error)};
+}
+
+Line lineFor(const ViolationEvent& e) { return {Colour::Bad, "VIOLATION  " + printable(e.text)}; }
+
+const char* sequence(Colour colour) {
+    switch (colour) {
+    case Colour::Good:
+        return "\033[32m";
+    case Colour::Notable:
+        return "\033[1m";
+    case Colour::Bad:
+        return "\033[31m";
+    case Colour::Faint:
+        return "\033[2m";
+    case Colour::None:
+        break;
+    }
+    return "";
+}
+
+} // namespace
+
+std::string plainLine(uint64_t sinceStartUs, const Event& event, bool colours) {
+    Line line = std::visit([](const auto& e) { return lineFor(e); }, event);
+    std::array<char, 32> time;
+    std::snprintf(time.data(), time.size(), "%9.3f  ", static_cast<double>(sinceStartUs) / 1e6);
+    if (!colours || line.colour == Colour::None)
+        return time.data() + line.text;
+    return time.data() + std::string(sequence(line.colour)) + line.text + "\033[0m";
+}
+
+} // namespace zebhost

@@ -1,0 +1,73 @@
+#include "host/Run.h"
+
+#include "host/Plugin.h"
+#include "host/UsbProvider.h"
+
+namespace zebhost {
+namespace {
+
+/** Stops the discoverer and unloads in order, also when the run ends with an exception. */
+class Ending {
+public:
+    Ending(Host& host, UsbProvider& provider) : mHost(host), mProvider(provider) {}
+    ~Ending() {
+        mProvider.stop();
+        mHost.end();
+    }
+    Ending(const Ending&) = delete;
+    Ending& operator=(const Ending&) = delete;
+
+private:
+    Host& mHost;
+    UsbProvider& mProvider;
+};
+
+void startProvider(UsbProvider& provider, Host& host, Output& output) {
+    try {
+        provider.watch();
+    } catch (const std::system_error& error) {
+        output.report(LogEvent{ZEBDiscoveryLogSeverityError, std::string("no USB devices: ") + error.what()});
+        host.providerStarted(error.code().value());
+        return;
+    }
+    host.providerStarted(ZEBDiscoverySDKErrorNone);
+    provider.scan();
+}
+
+void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& host, Output& output) {
+    Devices& devices = host.devices();
+    UsbProvider provider(loop, {[&](const UsbDevice& device) { devices.seen(device); },
+                                [&](const std::string& port) { devices.gone(port); }});
+    loop.watchSignals([&loop](int) { loop.quit(); });
+    Timer end(loop, [&loop] { loop.quit(); });
+    if (options.seconds)
+        end.arm(static_cast<uint64_t>(*options.seconds * 1e6));
+
+    Ending ending(host, provider);
+    host.start(plugin.initialize(), options.properties);
+    startProvider(provider, host, output);
+    loop.run([&] {
+        host.beforeWait();
+        if (host.hasStopped() || output.broken())
+            loop.quit();
+    });
+}
+
+} // namespace
+
+ExitStatus run(const RunOptions& options, std::FILE* out) {
+    Output output(out, options.json ? Output::Form::Json : plainFormFor(out));
+    Loop loop;
+    Host host(loop, output);
+    host.setLogLevel(options.logLevel);
+    {
+        Plugin plugin(options.plugin.empty() ? defaultPluginPath() : options.plugin);
+        drive(options, plugin, loop, host, output);
+    }
+    host.reportLeaks();
+    if (output.violations() > 0)
+        return kExitViolation;
+    return host.hasStopped() || output.broken() ? kExitFailed : kExitDone;
+}
+
+} // namespace zebhost

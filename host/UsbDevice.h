@@ -1,0 +1,35 @@
+#pragma once
+
+#include "host/Descriptors.h"
+
+#include <string>
+
+namespace zebhost {
+
+/** What the kernel tells of one USB device. */
+struct UsbDevice {
+    /** The kernel's name for the place it is plugged in, for example "1-1.2". */
+    std::string port;
+    int bus = 0;
+    /** Its number (address) on the bus, a new one at each plugging. */
+    int device = 0;
+    /** The device's own name for itself, as it sent it; empty when it has none. */
+    std::string productName;
+    /** Value of the active configuration; 0 while there is none. */
+    int activeConfiguration = 0;
+    UsbDescriptors descriptors{};
+
+    bool operator==(const UsbDevice&) const = default;
+
+    /** Four lower-case hexadecimal digits. */
+    std::string vendorId() const;
+    std::string productId() const;
+
+    /**
+     * Its name, or its ids when it has none, and its port: "Phone (usb 1-1.2)". Unique among what
+     * is plugged, and the same again when the same phone returns to the same port.
+     */
+    std::string name() const;
+};
+
+} // namespace zebhost

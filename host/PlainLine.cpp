@@ -14,12 +14,18 @@ struct Line {
     std::string text;
 };
 
-/** A device chooses its own texts: none may move the cursor or colour the terminal. */
+/** A device chooses its own texts: none may move the cursor or colour the terminal. Both kinds of
+ *  control characters, in UTF-8, become question marks. */
 std::string printable(std::string_view text) {
     std::string shown(text);
+    unsigned previous = 0;
     for (char& c : shown) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+        unsigned byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7f)
             c = '?';
+        if (previous == 0xc2 && byte >= 0x80 && byte < 0xa0)
+            c = *(&c - 1) = '?';
+        previous = byte;
     }
     return shown;
 }

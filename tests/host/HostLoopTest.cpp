@@ -1,0 +1,201 @@
+#include "host/Clock.h"
+#include "tests/host/TestHost.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+using namespace testing;
+
+namespace zebhost {
+namespace {
+
+class APipe {
+public:
+    APipe() { EXPECT_EQ(pipe(mEnds), 0); }
+    ~APipe() {
+        close(mEnds[0]);
+        close(mEnds[1]);
+    }
+    int reader() const { return mEnds[0]; }
+    int writer() const { return mEnds[1]; }
+
+private:
+    int mEnds[2];
+};
+
+TEST_F(AHost, TellsThatAHandleIsReadable) {
+    APipe pipe;
+    list(pipe.reader());
+    int told = -1;
+    gCalls.event = [&](int handle) {
+        told = handle;
+        mLoop.quit();
+    };
+    ASSERT_EQ(write(pipe.writer(), "x", 1), 1);
+
+    runUntilQuit();
+
+    EXPECT_EQ(told, pipe.reader());
+}
+
+TEST_F(AHost, TellsThatAHandleIsWritableOnlyWhenAsked) {
+    APipe pipe;
+    list(pipe.writer());
+    runFor(5000);
+    EXPECT_THAT(gCalls.made, IsEmpty());
+
+    list(pipe.writer(), 1);
+    gCalls.event = [&](int) { mLoop.quit(); };
+    runUntilQuit();
+
+    EXPECT_THAT(gCalls.made, ElementsAre("handleSingleEvent"));
+}
+
+TEST_F(AHost, WatchesAHandleNoMoreThatIsNotListed) {
+    APipe pipe;
+    list(pipe.reader());
+    ASSERT_EQ(write(pipe.writer(), "x", 1), 1);
+    gCalls.event = [](int) { gCalls.handles = {ZEBDiscovererNoEventHandle}; };
+
+    runFor(5000);
+
+    EXPECT_THAT(gCalls.made, ElementsAre("handleSingleEvent"));
+}
+
+TEST_F(AHost, TellsAnEntityThatItsOwnHandleIsReadable) {
+    APipe pipe;
+    addEntity(0);
+    mHost.beforeWait();
+    gCalls.entityHandle = pipe.reader();
+    gCalls.event = [&](int) { mLoop.quit(); };
+    ASSERT_EQ(write(pipe.writer(), "x", 1), 1);
+
+    runUntilQuit();
+
+    EXPECT_THAT(gCalls.made, ElementsAre("handleEntityEvent"));
+}
+
+TEST_F(AHost, ReportsAHandleThatIsClosed) {
+    int descriptor = eventfd(0, 0);
+    close(descriptor);
+    list(descriptor);
+
+    mHost.beforeWait();
+    mHost.beforeWait();
+
+    EXPECT_THAT(mLines.violations(), ElementsAre(HasSubstr("can't be waited for")));
+}
+
+TEST_F(AHost, FiresAnEntityTimerOnceAndNotBefore) {
+    addEntity(0);
+    uint64_t start = monotonicMicroseconds();
+    uint64_t fired = 0;
+    unsigned times = 0;
+    gCalls.entityTimeout = [&](ZEBDiscovererEntity*) {
+        fired = monotonicMicroseconds();
+        ++times;
+    };
+
+    gHost.setEntityTimer(gContext, entity(0), 3000);
+    runFor(20000);
+
+    EXPECT_EQ(times, 1u);
+    EXPECT_GE(fired - start, 3000u);
+}
+
+TEST_F(AHost, FiresATimerOfZeroFromTheLoop) {
+    addEntity(0);
+    bool fired = false;
+    gCalls.entityTimeout = [&](ZEBDiscovererEntity*) {
+        fired = true;
+        mLoop.quit();
+    };
+
+    gHost.setEntityTimer(gContext, entity(0), 0);
+    EXPECT_FALSE(fired);
+    runUntilQuit();
+
+    EXPECT_TRUE(fired);
+}
+
+TEST_F(AHost, ReplacesAndCancelsAnEntityTimer) {
+    addEntity(0);
+    addEntity(1);
+    std::vector<ZEBDiscovererEntity*> fired;
+    gCalls.entityTimeout = [&](ZEBDiscovererEntity* entity) { fired.push_back(entity); };
+
+    gHost.setEntityTimer(gContext, entity(0), 1000000);
+    gHost.setEntityTimer(gContext, entity(0), 1000);
+    gHost.setEntityTimer(gContext, entity(1), 1000);
+    gHost.setEntityTimer(gContext, entity(1), -1);
+    runFor(20000);
+
+    EXPECT_THAT(fired, ElementsAre(entity(0)));
+}
+
+TEST_F(AHost, FiresTheTimerOfAHandle) {
+    APipe pipe;
+    list(pipe.reader());
+    ZEBDiscovererEventHandle handle = pipe.reader();
+    int fired = -1;
+    gCalls.handleTimeout = [&](int descriptor) {
+        fired = descriptor;
+        mLoop.quit();
+    };
+
+    gHost.setTimerForHandle(gContext, nullptr, &handle, 1000);
+    handle = -1;
+    runUntilQuit();
+
+    EXPECT_EQ(fired, pipe.reader());
+    EXPECT_THAT(mLines.violations(), IsEmpty());
+}
+
+TEST_F(AHost, DropsTheTimerOfAHandleThatIsNoLongerListed) {
+    APipe pipe;
+    list(pipe.reader());
+    mHost.beforeWait();
+    ZEBDiscovererEventHandle handle = pipe.reader();
+    gCalls.handleTimeout = [](int) { gCalls.made.push_back("fired"); };
+
+    gHost.setTimerForHandle(gContext, nullptr, &handle, 2000);
+    gCalls.handles.clear();
+    runFor(20000);
+
+    EXPECT_THAT(gCalls.made, IsEmpty());
+    EXPECT_THAT(mLines.violations(), IsEmpty());
+}
+
+TEST_F(AHost, ReportsATimerOnAnUnknownHandle) {
+    APipe pipe;
+    ZEBDiscovererEventHandle handle = pipe.reader();
+
+    gHost.setTimerForHandle(gContext, nullptr, &handle, 1000);
+    mHost.beforeWait();
+    gHost.setTimerForHandle(gContext, nullptr, nullptr, 1000);
+
+    EXPECT_THAT(mLines.violations(),
+                ElementsAre(HasSubstr("is none of the discoverer's"), "setTimerForHandle: no handle"));
+}
+
+TEST_F(AHost, AsksAgainWhenAThreadSaysThatHandlesChanged) {
+    APipe pipe;
+    std::thread changer;
+    gCalls.event = [&](int) { mLoop.quit(); };
+    ASSERT_EQ(write(pipe.writer(), "x", 1), 1);
+    unsigned waits = 0;
+
+    mLoop.run([&] {
+        mHost.beforeWait();
+        if (++waits == 1)
+            changer = std::thread([] { gHost.eventHandlesChanged(gContext, nullptr); });
+        if (waits == 2)
+            list(pipe.reader()), mHost.beforeWait();
+    });
+    changer.join();
+
+    EXPECT_THAT(gCalls.made, ElementsAre("handleSingleEvent"));
+}
+
+} // namespace
+} // namespace zebhost

@@ -6,19 +6,7 @@ Exit status 0 when all facts hold.
 import sys
 
 import facts
-from run import Refuted, load
-
-
-def judge(fact, run):
-    """Whether the fact holds, and what is to be said of it."""
-    try:
-        detail = fact(run)
-        return True, f"{fact.claim} ({detail})" if detail else fact.claim
-    except Refuted as refuted:
-        return False, f"{fact.claim}: {refuted}"
-    except (AttributeError, IndexError, KeyError, TypeError, ValueError) as missing:
-        # A record that is incomplete or damaged proves nothing.
-        return False, f"{fact.claim}: the records do not tell ({missing!r})"
+from run import judge, load
 
 
 def main(scenario, folder):

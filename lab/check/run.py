@@ -62,6 +62,18 @@ def only(found, what):
     return next(iter(found))
 
 
+def judge(fact, run):
+    """Whether the fact holds, and what is to be said of it."""
+    try:
+        detail = fact(run)
+        return True, f"{fact.claim} ({detail})" if detail else fact.claim
+    except Refuted as refuted:
+        return False, f"{fact.claim}: {refuted}"
+    except (AttributeError, IndexError, KeyError, TypeError, ValueError) as missing:
+        # A record that is incomplete or damaged proves nothing.
+        return False, f"{fact.claim}: the records do not tell ({missing!r})"
+
+
 def load(folder):
     folder = Path(folder)
     return Run(

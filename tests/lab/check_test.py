@@ -1,0 +1,173 @@
+"""The lab's check: it holds on the records of good runs, and each of its facts can fail.
+
+recorded/ holds what real runs left behind, of the bus monitor only the control requests.
+"""
+
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+HERE = Path(__file__).parent
+CHECK = HERE.parents[1] / "lab" / "check"
+sys.path.insert(0, str(CHECK))
+sys.dont_write_bytecode = True
+
+import facts  # noqa: E402
+import run as records  # noqa: E402
+
+
+def change(pattern, replacement, count=0):
+    """Puts the replacement for each match; the pattern has to be there."""
+
+    def edit(text):
+        result, changes = re.subn(pattern, replacement, text, count=count, flags=re.MULTILINE)
+        assert changes, f"nothing to tamper with: {pattern}"
+        return result
+
+    return edit
+
+
+def drop(pattern):
+    return change(rf"^.*{pattern}.*\n", "")
+
+
+def swap(first, second):
+    """Lets the first line and the second change places."""
+
+    def edit(text):
+        one, two = (re.search(rf"^.*{pattern}.*$", text, re.MULTILINE)[0] for pattern in (first, second))
+        return text.replace(one, "\0").replace(two, one).replace("\0", two)
+
+    return edit
+
+
+def shift(pattern, microseconds):
+    """Moves the stamp of the lines that match."""
+
+    def moved(line):
+        return re.sub(r'("time_us":|^\S+ )(\d+)', lambda m: m[1] + str(int(m[2]) + microseconds), line[0], count=1)
+
+    def edit(text):
+        result, changes = re.subn(rf"^.*{pattern}.*$", moved, text, flags=re.MULTILINE)
+        assert changes, f"nothing to move: {pattern}"
+        return result
+
+    return edit
+
+
+HOST, PHONE, BUS = "zebhost.jsonl", "phone.jsonl", "usbmon.txt"
+VIOLATION = '{"time_us":9000000,"event":"violation","text":"a string was freed twice"}\n'
+
+# Scenario, the fact that has to fail, the record, what is done to it.
+TAMPERINGS = [
+    ("boot", "scenario_ended", "scenario.status", change("0", "1")),
+    ("boot", "scenario_ended", "scenario.status", drop("0")),
+    ("boot", "buses", "devices.txt", drop("usb3")),
+    ("baseline", "baseline_timed", "handshake.txt", lambda _: "300 200 400"),
+    ("baseline", "baseline_timed", "handshake.txt", lambda _: ""),
+    ("baseline", "phone_record", PHONE, drop('"index":3')),
+    ("baseline", "bus_record", BUS, drop("40 35 0000")),
+    ("phones", "host_ended", "zebhost.status", change("0", "3")),
+    ("phones", "no_violation", HOST, lambda text: text + VIOLATION),
+    ("phones", "started_and_stopped", HOST, drop('"started"')),
+    ("phones", "started_and_stopped", HOST, drop('"stopped"')),
+    ("phones", "started_and_stopped", HOST, change('"stopped","error":0', '"stopped","error":15')),
+    ("phones", "started_and_stopped", HOST, shift('"started"', 5_000_000)),
+    ("phones", "started_and_stopped", HOST, shift('"stopped"', -5_000_000)),
+    ("phones", "tether_link", "address.txt", change(r"192\.168\.42", "192.168.43")),
+    ("phones", "tether_interest", HOST, change('"level":15', '"level":30')),
+    ("phones", "tether_interest", HOST, change('"103"', '"105"')),
+    ("phones", "tether_published", HOST, drop('"published","id":1')),
+    ("phones", "tether_command", HOST, change("t=USBAND", "t=USBWM")),
+    ("phones", "tether_command", HOST, change('0,"value":"zebcmd:v=1;t=USBAND"', '3,"value":null')),
+    ("phones", "accessory_interest", HOST, change('"level":30', '"level":100')),
+    ("phones", "accessory_interest", HOST, drop('"105"')),
+    ("phones", "accessory_added", HOST, change('"added","id":2', '"published","id":2')),
+    ("phones", "accessory_added", HOST, drop('"added"')),
+    ("phones", "phone_record", PHONE, swap('"index":1', '"index":2')),
+    ("phones", "phone_record", PHONE, change("302e31", "302e3100")),
+    ("phones", "phone_record", PHONE, change('"answered":true', '"answered":false', count=1)),
+    ("phones", "phone_record", PHONE, change("(.*\"request\":53.*\n)", r"\1\1")),
+    ("phones", "bus_record", BUS, change("0003 0003 3 = 302e31", "0003 0004 4 = 302e3100")),
+    ("phones", "bus_record", BUS, change("s 40 34 0000 0000", "s 40 34 0001 0000")),
+    ("phones", "bus_record", BUS, change("000d 13 = 73657269 616c", "000d 13 = 53657269 616c")),
+    ("phones", "bus_record", BUS, change(r"0 7 >", "-32 0")),
+    ("phones", "bus_record", BUS, drop("s c0 33")),
+    ("phones", "start_waits", BUS, shift("s 40 35", -1_000)),
+    ("phones", "start_waits", BUS, drop("s 40 35")),
+    ("phones", "gone_and_back", HOST, drop('"remove","bus":2,"device":2')),
+    ("phones", "gone_and_back", HOST, drop('"add","bus":2,"device":3')),
+    ("phones", "gone_and_back", HOST, shift('"remove","bus":2,"device":2', -1_000_000)),
+    ("phones", "gone_and_back", HOST, change('"bus":2,"device":3', '"bus":4,"device":3')),
+    ("phones", "switched_interest", HOST, change('"level":10', '"level":30')),
+    ("phones", "switched_interest", HOST, change('"106"', '"105"')),
+    ("phones", "switched_published", HOST, change('"published","id":3', '"added","id":3')),
+    ("phones", "switched_command", HOST, change("bus=2;dev=3", "bus=2;dev=2")),
+    ("phones", "switched_command", HOST, change("bus=2;dev=3", "bus=3;dev=3")),
+    ("phones", "switched_command", HOST, shift("USBAAP", -1_000)),
+    ("phones", "switched_command", BUS, drop("d118002d")),
+    ("phones", "withdrawn", HOST, drop('"lost","id":1')),
+    ("phones", "withdrawn", HOST, drop('"destroyed","id":2')),
+    ("phones", "withdrawn", HOST, change("(.*destroyed.*id\":3.*\n)", r"\1\1")),
+    ("phones", "withdrawn", HOST, drop('"remove","bus":1')),
+    ("phones", "withdrawn", HOST, shift('"lost","id":3', 1_000_000)),
+]
+
+
+class TheCheck(unittest.TestCase):
+    def setUp(self):
+        self.folder = Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def tampered(self, number, scenario, record, edit):
+        folder = self.folder / str(number)
+        shutil.copytree(HERE / "recorded" / scenario, folder)
+        file = folder / record
+        file.write_text(edit(file.read_text()))
+        return folder
+
+    def test_finds_every_fact_in_the_records_of_a_good_run(self):
+        for scenario, claims in facts.SCENARIOS.items():
+            run = records.load(HERE / "recorded" / scenario)
+            for fact in claims:
+                with self.subTest(scenario=scenario, fact=fact.__name__):
+                    self.assertEqual((True, fact.claim), (records.judge(fact, run)[0], fact.claim))
+
+    def test_refutes_a_fact_when_its_record_was_tampered_with(self):
+        for number, (scenario, fact, record, edit) in enumerate(TAMPERINGS):
+            with self.subTest(number=number, fact=fact, record=record):
+                run = records.load(self.tampered(number, scenario, record, edit))
+                self.assertFalse(records.judge(getattr(facts, fact), run)[0])
+
+    def test_has_no_fact_that_nothing_refutes(self):
+        refuted = {fact for _, fact, _, _ in TAMPERINGS}
+        known = {fact.__name__ for claims in facts.SCENARIOS.values() for fact in claims}
+        self.assertEqual(known, refuted)
+
+    def test_proves_nothing_when_a_record_is_missing(self):
+        for scenario in facts.SCENARIOS:
+            empty = self.folder / f"empty-{scenario}"
+            empty.mkdir()
+            run = records.load(empty)
+            held = [fact.__name__ for fact in facts.SCENARIOS[scenario] if records.judge(fact, run)[0]]
+            self.assertEqual([], held)
+
+    def test_ends_with_a_summary_and_a_status_that_say_the_same(self):
+        good = self.checked("boot", HERE / "recorded" / "boot")
+        bad = self.checked("boot", self.tampered("bad", "boot", "scenario.status", change("0", "1")))
+
+        self.assertEqual((0, "lab boot: 2 passed, 0 failed"), good)
+        self.assertEqual((1, "lab boot: 1 passed, 1 failed"), bad)
+
+    def checked(self, scenario, folder):
+        command = [sys.executable, "-B", CHECK, scenario, folder]
+        done = subprocess.run(command, capture_output=True, text=True, check=False)
+        return done.returncode, done.stdout.splitlines()[-1]
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -14,8 +14,10 @@ using namespace std::chrono_literals;
 constexpr int kTetherPort = 1;
 constexpr int kAccessoryPort = 2;
 constexpr char kLinkAddress[] = "192.168.42.23";
-// Each thing that zebhost is waited for takes two seconds at most.
+// No thing that zebhost is waited for takes more than two seconds.
 constexpr auto kPatience = 5s;
+// So much silence that zebhost has said what it had to say, and a reader's pause.
+constexpr auto kPause = 400ms;
 // How long a phone is off the bus while it changes its mode.
 constexpr auto kAway = 300ms;
 
@@ -43,7 +45,11 @@ void Play::run() {
     stop();
 }
 
-void Play::tell(const std::string& text) { std::cout << "\n" << ++mStep << ". " << text << std::endl; }
+void Play::tell(const std::string& text) {
+    if (mStep > 0)
+        mHost.showFor(kPause);
+    std::cout << "\n" << ++mStep << ". " << text << std::endl;
+}
 
 void Play::expect(const std::string& line, const std::string& meaning) {
     if (!mHost.awaitLine(line, kPatience))
@@ -76,6 +82,7 @@ void Play::accessoryPhoneComes() {
     expect("\"105\"", "a phone that may be switched is recognised");
     if (!mHost.awaitCondition([&device] { return device->switchRequested(); }, kPatience))
         throw std::runtime_error("the phone should have been told to switch");
+    mHost.showFor(kPause);
     tellWhatThePhoneWasSent();
 }
 

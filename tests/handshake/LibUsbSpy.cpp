@@ -1,0 +1,94 @@
+#include "tests/handshake/LibUsbSpy.h"
+
+#include <cstdarg>
+#include <dlfcn.h>
+#include <libusb.h>
+
+namespace zebtest {
+namespace {
+
+/** The function that libusb, which the plug-in has loaded, defines under the name of ours. */
+template <class Function>
+Function* real(Function*, const char* name) {
+    void* libusb = dlopen("libusb-1.0.so.0", RTLD_NOW | RTLD_NOLOAD);
+    void* const function = dlsym(libusb, name);
+    dlclose(libusb); // the plug-in keeps it
+    return reinterpret_cast<Function*>(function);
+}
+
+/** A submitted control transfer that is to be given up soon. */
+bool isHurried(const libusb_transfer& transfer) {
+    const LibUsbSpy::Hurry& hurry = LibUsbSpy::instance().hurry;
+    const unsigned char* setup = transfer.buffer;
+    return setup[1] == hurry.request && setup[4] == hurry.index;
+}
+
+constexpr unsigned kShortTimeoutMs = 40;
+
+} // namespace
+
+LibUsbSpy& LibUsbSpy::instance() {
+    static LibUsbSpy spy;
+    return spy;
+}
+
+void LibUsbSpy::reset() { instance() = LibUsbSpy(); }
+
+} // namespace zebtest
+
+// The definitions below win over libusb's, for the plug-in too, which is loaded later.
+using zebtest::LibUsbSpy;
+using zebtest::real;
+
+extern "C" {
+
+#define ZEB_SPY __attribute__((visibility("default")))
+
+ZEB_SPY int libusb_init(libusb_context** context) {
+    if (const int result = std::exchange(LibUsbSpy::instance().nextInit, 0))
+        return result;
+    return real(&libusb_init, "libusb_init")(context);
+}
+
+ZEB_SPY ssize_t libusb_get_device_list(libusb_context* context, libusb_device*** list) {
+    if (const int result = std::exchange(LibUsbSpy::instance().nextDeviceList, 0))
+        return result;
+    return real(&libusb_get_device_list, "libusb_get_device_list")(context, list);
+}
+
+ZEB_SPY int libusb_open(libusb_device* device, libusb_device_handle** handle) {
+    if (const int result = std::exchange(LibUsbSpy::instance().nextOpen, 0))
+        return result;
+    return real(&libusb_open, "libusb_open")(device, handle);
+}
+
+ZEB_SPY int libusb_handle_events_timeout(libusb_context* context, timeval* limit) {
+    if (const int result = std::exchange(LibUsbSpy::instance().nextEvents, 0))
+        return result;
+    return real(&libusb_handle_events_timeout, "libusb_handle_events_timeout")(context, limit);
+}
+
+ZEB_SPY libusb_transfer* libusb_alloc_transfer(int packets) {
+    if (std::exchange(LibUsbSpy::instance().nextAllocationFails, false))
+        return nullptr;
+    return real(&libusb_alloc_transfer, "libusb_alloc_transfer")(packets);
+}
+
+ZEB_SPY int libusb_submit_transfer(libusb_transfer* transfer) {
+    LibUsbSpy::instance().timeouts.push_back(transfer->timeout);
+    if (zebtest::isHurried(*transfer))
+        transfer->timeout = zebtest::kShortTimeoutMs;
+    return real(&libusb_submit_transfer, "libusb_submit_transfer")(transfer);
+}
+
+// The one option that takes an argument is the log level.
+ZEB_SPY int libusb_set_option(libusb_context* context, libusb_option option, ...) {
+    va_list arguments;
+    va_start(arguments, option);
+    const int value = va_arg(arguments, int);
+    va_end(arguments);
+    LibUsbSpy::instance().options.emplace_back(option, value);
+    return real(&libusb_set_option, "libusb_set_option")(context, option, value);
+}
+
+} // extern "C"

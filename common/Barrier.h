@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/HostString.h"
 #include "common/ZEBDiscovererImpl.h"
 
 #include <algorithm>
@@ -96,12 +97,19 @@ public:
     class StopOnStandardException;
 };
 
-/** Answers a fetch that nobody has answered or kept, with a null value. */
+/** Answers a fetch that nobody has answered or kept, with a null value; its key is freed when what was
+ *  thrown gets past the barrier's inner layer. */
 class Barrier::CompleteFetch {
 public:
     CompleteFetch(ZEBDiscovererImpl& self, ZEBDiscovererEntity* pEntity, char* key,
                   ZEBDiscoverySDKRequest* request) :
         mSelf(self), mpEntity(pEntity), mpKey(key), mpRequest(request), mOwed(self.mOwed, key, request) {}
+    ~CompleteFetch() {
+        if (mOwed.isAbandoned())
+            HostString(mpKey, FreeHostString{&mSelf}).reset();
+    }
+    CompleteFetch(const CompleteFetch&) = delete;
+    CompleteFetch& operator=(const CompleteFetch&) = delete;
 
     void caught(const Failure& failure) {
         if (mOwed.isOwed())
@@ -116,7 +124,7 @@ private:
     OwedCompletion mOwed;
 };
 
-/** Answers a post that nobody has answered. */
+/** Answers a post that nobody has answered; as for a fetch, its strings are freed when it can't. */
 class Barrier::CompletePost {
 public:
     CompletePost(ZEBDiscovererImpl& self, ZEBDiscovererEntity* pEntity, char* key, char* value,
@@ -127,6 +135,14 @@ public:
         mpValue(value),
         mpRequest(request),
         mOwed(self.mOwed, key, request) {}
+    ~CompletePost() {
+        if (!mOwed.isAbandoned())
+            return;
+        HostString(mpKey, FreeHostString{&mSelf}).reset();
+        HostString(mpValue, FreeHostString{&mSelf}).reset();
+    }
+    CompletePost(const CompletePost&) = delete;
+    CompletePost& operator=(const CompletePost&) = delete;
 
     void caught(const Failure& failure) {
         if (mOwed.isOwed())

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <exception>
+
 namespace zebdiscovery {
 
 class OwedCompletion;
@@ -32,6 +34,8 @@ public:
     OwedCompletion& operator=(const OwedCompletion&) = delete;
 
     bool isOwed() const { return mOwed; }
+    /** Owed, and an exception is on its way past: nobody will send it any more. */
+    bool isAbandoned() const { return mOwed && std::uncaught_exceptions() > mUncaught; }
 
 private:
     friend class OwedCompletions;
@@ -39,6 +43,7 @@ private:
     OwedCompletion* const mpOuter;
     const void* const mpFirst;
     const void* const mpSecond;
+    const int mUncaught = std::uncaught_exceptions();
     bool mOwed = true;
 };
 

@@ -106,14 +106,18 @@ int32_t FakeHost::Callbacks::isLogLevelEnabled(void* context, int32_t severity) 
 
 char* FakeHost::Callbacks::allocString(const char* text, int32_t length) {
     FakeHost& self = only();
+    self.runHook("allocString");
     std::lock_guard lock(self.mMutex);
     return self.nextAllocationFails() ? nullptr : self.strings.make(text, length);
 }
 
 void FakeHost::Callbacks::freeString(char* string) {
     FakeHost& self = only();
-    std::lock_guard lock(self.mMutex);
-    self.strings.takeBack(string, "freeString");
+    {
+        std::lock_guard lock(self.mMutex);
+        self.strings.takeBack(string, "freeString");
+    }
+    self.runHook("freeString");
 }
 
 void FakeHost::Callbacks::freeProtocolString(char* protocol) {

@@ -69,7 +69,8 @@ function(zeb_add_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
-    # The emulated nodes live in TMPDIR, in a socket whose name may have 107 characters.
+    # scripts/test counts the single tests in the results. The emulated nodes live in TMPDIR, in a socket
+    # whose name may have 107 characters.
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
-        "TMPDIR=/tmp;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
+        "GTEST_OUTPUT=json:${CMAKE_BINARY_DIR}/results/${name}.json;TMPDIR=/tmp;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
 endfunction()

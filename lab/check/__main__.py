@@ -10,6 +10,9 @@ from run import judge, load
 
 
 def main(scenario, folder):
+    if scenario not in facts.SCENARIOS:
+        print(f"lab {scenario}: nothing is known that must be true after it", file=sys.stderr)
+        return 2
     run = load(folder)
     verdicts = [judge(fact, run) for fact in facts.SCENARIOS[scenario]]
     for holds, sentence in verdicts:

@@ -81,6 +81,7 @@ TAMPERINGS = [
     ("phones", "tether_link", "address.txt", change(r"192\.168\.42", "192.168.43")),
     ("phones", "tether_interest", HOST, change('"level":15', '"level":30')),
     ("phones", "tether_interest", HOST, change('"103"', '"105"')),
+    ("phones", "tether_interest", HOST, change("(.*\"level\":15.*\n)", r"\1\1")),
     ("phones", "tether_published", HOST, drop('"published","id":1')),
     ("phones", "tether_command", HOST, change("t=USBAND", "t=USBWM")),
     ("phones", "tether_command", HOST, change('0,"value":"zebcmd:v=1;t=USBAND"', '3,"value":null')),
@@ -142,6 +143,13 @@ class TheCheck(unittest.TestCase):
             with self.subTest(number=number, fact=fact, record=record):
                 run = records.load(self.tampered(number, scenario, record, edit))
                 self.assertFalse(records.judge(getattr(facts, fact), run)[0])
+
+    def test_takes_no_interest_before_the_right_one_as_a_phone_not_yet_configured(self):
+        early = change(r"(.*)\"level\":15,\"description\":\"103\"(.*\n)", r'\1"level":100,"description":""\2\g<0>')
+        run = records.load(self.tampered("early", "phones", HOST, early))
+
+        self.assertEqual(2, len(run.events("interest", bus=1, device=2)))
+        self.assertTrue(records.judge(facts.tether_interest, run)[0])
 
     def test_has_no_fact_that_nothing_refutes(self):
         refuted = {fact for _, fact, _, _ in TAMPERINGS}

@@ -28,6 +28,8 @@ struct ZEBDiscoverer {
     int handles[2];
     int writeFlags[1];
     ZEBDiscovererEntity* entities[MAX_ENTITIES];
+    /* Kept for the misbehaviour that speaks of it afterwards. */
+    ZEBDiscovererEntity* destroyed;
 };
 
 /* For the misbehaviour that outlives the discoverer. */
@@ -153,7 +155,10 @@ static void deleteEntity(ZEBDiscoverer* self, ZEBDiscovererEntity* entity) {
     self->host.setEntityTimer(self->context, entity, ZEBDiscoverySDKTimeoutCancel);
     if (!misbehaves(self, "never-complete"))
         self->host.freeString(entity->key);
-    free(entity);
+    if (misbehaves(self, "lost-after-destroy"))
+        self->destroyed = entity;
+    else
+        free(entity);
 }
 
 static void destroyEntity(ZEBDiscoverer* self, ZEBDiscovererEntity* entity) {
@@ -164,13 +169,12 @@ static void destroyEntity(ZEBDiscoverer* self, ZEBDiscovererEntity* entity) {
     if (!misbehaves(self, "never-release"))
         self->host.releaseDevice(self->context, self->provider, entity->device);
     deleteEntity(self, entity);
-    if (misbehaves(self, "lost-after-destroy"))
-        self->entities[MAX_ENTITIES - 1] = entity;
 }
 
 static void destroyDiscoverer(ZEBDiscoverer* self) {
     if (misbehaves(self, "lost-after-destroy"))
-        self->host.entityLost(self->context, self->entities[MAX_ENTITIES - 1]);
+        self->host.entityLost(self->context, self->destroyed);
+    free(self->destroyed);
     if (!misbehaves(self, "never-unsubscribe"))
         self->host.unsubscribeFromDeviceProvider(self->context, self->provider);
     gHost = self->host;
@@ -230,15 +234,20 @@ static ZEBDiscovererEventHandle* getMultipleEventHandlesEx(ZEBDiscoverer* self, 
     return self->handles;
 }
 
+static void logInfo(ZEBDiscoverer* self, const char* text) {
+    if (self->host.isLogLevelEnabled(self->context, ZEBDiscoveryLogSeverityInfo))
+        self->host.log(self->context, ZEBDiscoveryLogSeverityInfo, text);
+}
+
 static void handleTimeoutForEventHandle(ZEBDiscoverer* self, ZEBDiscovererEventHandle* handle) {
     eventfd_write(*handle, 1);
-    self->host.log(self->context, ZEBDiscoveryLogSeverityInfo, "handle timer");
+    logInfo(self, "handle timer");
 }
 
 static void handleSingleEvent(ZEBDiscoverer* self, ZEBDiscovererEventHandle* handle) {
     eventfd_t count;
     eventfd_read(*handle, &count);
-    self->host.log(self->context, ZEBDiscoveryLogSeverityInfo, "handle event");
+    logInfo(self, "handle event");
 }
 
 static void fill(ZEBDiscovererInterface* table) {

@@ -1,0 +1,86 @@
+// The program as it is started from a shell.
+#include <array>
+#include <cstdio>
+#include <gmock/gmock.h>
+#include <string>
+#include <sys/wait.h>
+
+using namespace testing;
+
+namespace zebhost {
+namespace {
+
+struct Result {
+    int status;
+    std::string output;
+};
+
+/** Standard output and error together. */
+Result zebhost(const std::string& arguments) {
+    std::FILE* pipe = popen((ZEBHOST_COMMAND " " + arguments + " 2>&1").c_str(), "r");
+    std::string output;
+    std::array<char, 1024> bytes;
+    while (size_t length = std::fread(bytes.data(), 1, bytes.size(), pipe))
+        output.append(bytes.data(), length);
+    return {WEXITSTATUS(pclose(pipe)), output};
+}
+
+struct Row {
+    const char* arguments;
+    int status;
+    const char* says;
+};
+
+const Row kRows[] = {
+    {"--version", 0, "zebhost 1.0.0"},
+    {"--help", 0, "zebhost run --for 30 --json"},
+    {"run --help", 0, "--property KEY=VALUE"},
+    {"", 2, "A subcommand is required"},
+    {"fly", 2, "A subcommand is required"},
+    {"run --nonsense", 2, "--nonsense"},
+    {"run --for soon", 2, "soon"},
+    {"run --for -1", 2, "-1"},
+    {"run --log loud", 2, "loud"},
+    {"run --property nothing", 2, "\"nothing\" is not KEY=VALUE"},
+    {"run --property =value", 2, "is not KEY=VALUE"},
+    {"run --plugin /no/such.so", 1, "zebhost: there is no plug-in /no/such.so"},
+    {"run --plugin " TEST_PLUGIN " --property strange=1", 1, "does not take the property \"strange\""},
+    {"run --plugin " TEST_PLUGIN " --for 0.05 --json", 0, "\"event\":\"stopped\""},
+    {"run --plugin " TEST_PLUGIN " --for 0.05", 0, "started    waiting for devices"},
+    {"run --plugin " TEST_PLUGIN " --for 0.05 --log error", 0, "stopped"},
+    {"run --plugin " TEST_PLUGIN " --for 0.05 --property misbehave=call-after-destroy", 3, "VIOLATION"},
+};
+
+TEST(TheCommand, AnswersInWordsAndInItsExitStatus) {
+    for (const Row& row : kRows) {
+        Result result = zebhost(row.arguments);
+
+        EXPECT_EQ(result.status, row.status) << row.arguments << "\n" << result.output;
+        EXPECT_THAT(result.output, HasSubstr(row.says)) << row.arguments;
+    }
+}
+
+TEST(TheCommand, ShowsTheLogUpToTheLevelThatWasAsked) {
+    std::string start = "run --plugin " TEST_PLUGIN " --for 0.05 --json --log ";
+
+    EXPECT_THAT(zebhost(start + "info").output, HasSubstr("handle timer"));
+    EXPECT_THAT(zebhost(start + "ERROR").output, Not(HasSubstr("handle timer")));
+}
+
+TEST(TheCommand, KeepsAnEqualsSignInAValue) {
+    EXPECT_EQ(zebhost("run --plugin " TEST_PLUGIN " --for 0 --property misbehave=a=b").status, 0);
+}
+
+TEST(TheCommand, EndsWithSuccessWhenItIsTerminated) {
+    std::string output =
+        zebhost("run --plugin " TEST_PLUGIN " --json & sleep 0.3; kill $!; wait $!; echo status $?").output;
+
+    EXPECT_THAT(output, AllOf(HasSubstr("\"event\":\"stopped\""), HasSubstr("status 0")));
+}
+
+TEST(TheCommand, IsNotColouredInAPipe) {
+    EXPECT_THAT(zebhost("run --plugin " TEST_PLUGIN " --for 0.05").output, Not(HasSubstr("\033")));
+}
+
+} // namespace
+} // namespace zebhost

@@ -1,0 +1,250 @@
+// Whole runs, on an emulated USB bus: of the plug-in itself, and of one made to break the contract.
+#include "host/Loop.h"
+#include "phones/Phones.h"
+#include "phones/usbfs/Testbed.h"
+#include "tests/host/Lines.h"
+#include "tests/host/LiveRun.h"
+
+#include <arpa/inet.h>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+using namespace testing;
+
+namespace zebhost {
+namespace {
+
+RunOptions withTestPlugin(const std::string& misbehaviour) {
+    RunOptions options;
+    options.plugin = TEST_PLUGIN;
+    if (!misbehaviour.empty())
+        options.properties = {{"misbehave", misbehaviour}};
+    return options;
+}
+
+RunOptions withPlugin() {
+    RunOptions options;
+    options.plugin = PLUGIN;
+    return options;
+}
+
+/** A whole run, with what is plugged from start to end. */
+ExitStatus runAWhile(RunOptions options, const Lines& lines) {
+    options.json = true;
+    options.seconds = 0.1;
+    return run(options, lines.file());
+}
+
+TEST(ARun, TellsTheWholeStoryOfAPhone) {
+    zebphones::Testbed bed;
+    LiveRun run(withTestPlugin(""));
+    run.waitFor({{"event", "started"}});
+
+    bed.plug(zebphones::tetheringPhone());
+    nlohmann::json device = run.waitFor({{"event", "device"}});
+    run.waitFor({{"event", "value"}, {"key", "zebcmd"}, {"value", "zebcmd:v=1;t=TEST"}});
+    bed.unplug(1);
+    run.waitFor({{"event", "entity"}, {"action", "destroyed"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.story(), IsSupersetOf({"started", "log handle timer", "log handle event", "device add",
+                                           "interest 15", "entity published", "value id", "value zebcmd",
+                                           "device remove", "entity lost", "entity destroyed", "stopped"}));
+    EXPECT_THAT(std::string(device["name"]), EndsWith("(usb 1-1)"));
+    EXPECT_EQ(run.of("value", "value").front(), std::string(device["name"]));
+    EXPECT_THAT(run.of("violation", "text"), IsEmpty());
+}
+
+struct Misbehaviour {
+    const char* name;
+    std::vector<std::string> violations;
+};
+
+const Misbehaviour kMisbehaviours[] = {
+    {"none", {}},
+    {"free-twice", {"freeString: a string was freed twice"}},
+    {"never-free", {"a string was never freed: \"forgotten\""}},
+    {"complete-twice", {"fetchComplete: a fetch was completed twice"}},
+    {"never-complete", {"a fetch of \"zebcmd\" was never completed", "a string was never freed: \"zebcmd\""}},
+    {"drop-fetch", {"a fetch of \"zebcmd\" was dropped without an answer"}},
+    {"unknown-handle-timer", {"setTimerForHandle: handle 4321 is none of the discoverer's"}},
+    {"unknown-entity-timer", {"setEntityTimer: an entity that is unknown or destroyed"}},
+    {"unknown-entity-lost", {"entityLost: an entity that is unknown or destroyed"}},
+    {"lost-after-destroy", {"entityLost: an entity that is unknown or destroyed"}},
+    {"announce-twice", {"addEntity: no entity, or one that was announced before"}},
+    {"release-twice", {"releaseDevice: a device that the discoverer does not hold"}},
+    {"never-release", {"device Tethering phone (usb 1-1) was never released"}},
+    {"never-unsubscribe", {"the discoverer never unsubscribed from its device provider"}},
+    {"foreign-thread", {"entityLost: called on a thread that is not the host's"}},
+    {"call-after-destroy", {"log: called after the discoverer was destroyed"}},
+};
+
+TEST(ARun, ReportsEveryWayToBreakTheContract) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::tetheringPhone());
+    for (const Misbehaviour& row : kMisbehaviours) {
+        Lines lines;
+
+        ExitStatus status = runAWhile(withTestPlugin(row.name), lines);
+
+        EXPECT_EQ(lines.violations(), row.violations) << row.name;
+        EXPECT_EQ(status, row.violations.empty() ? kExitDone : kExitViolation) << row.name;
+        EXPECT_THAT(lines.of("entity", "action"), Contains("destroyed")) << row.name;
+    }
+}
+
+TEST(ARun, SaysWhatIsWrongWithAPlugin) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"/no/such/plugin.so", "there is no plug-in /no/such/plugin.so"},
+        {NO_ENTRY_PLUGIN, "is no discoverer plug-in: it does not export ZEBDiscovererInitialize"},
+        {OTHER_VERSION_PLUGIN, "but not in the version DISCOVERY_1.0"},
+        {"/proc/version", "can't be loaded: "},
+    };
+    for (const auto& [path, sentence] : rows) {
+        RunOptions options;
+        options.plugin = path;
+        Lines lines;
+
+        EXPECT_THAT([&] { run(options, lines.file()); }, ThrowsMessage<std::exception>(HasSubstr(sentence)));
+    }
+}
+
+TEST(ARun, TellsAPhoneThatWasPluggedBeforeLikeOneThatComesLater) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::tetheringPhone());
+    LiveRun before(withTestPlugin(""));
+    before.waitFor({{"event", "value"}, {"key", "zebcmd"}});
+    before.end();
+    bed.unplug(1);
+
+    LiveRun after(withTestPlugin(""));
+    after.waitFor({{"event", "log"}, {"text", "handle event"}});
+    bed.plug(zebphones::tetheringPhone());
+    after.waitFor({{"event", "value"}, {"key", "zebcmd"}});
+    after.end();
+
+    auto withoutLog = [](std::vector<std::string> story) {
+        std::erase_if(story, [](const std::string& line) { return line.starts_with("log"); });
+        return story;
+    };
+    EXPECT_EQ(withoutLog(before.story()), withoutLog(after.story()));
+    EXPECT_EQ(before.of("device", "name"), after.of("device", "name"));
+}
+
+TEST(ARun, LeavesHubsAlone) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::hub(), 1);
+    bed.plug(zebphones::tetheringPhone(), 2);
+    LiveRun run(withTestPlugin(""));
+
+    run.waitFor({{"event", "value"}, {"key", "zebcmd"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.of("device", "name"), ElementsAre(EndsWith("(usb 1-2)")));
+}
+
+size_t openDescriptors() {
+    std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
+TEST(ARun, LeavesNothingOpen) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::tetheringPhone(), 1);
+    bed.plug(zebphones::accessoryPhone(), 2);
+    Lines lines;
+    runAWhile(withPlugin(), lines);
+    size_t before = openDescriptors();
+
+    runAWhile(withPlugin(), lines);
+
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(ARun, EndsWhenNobodyReadsItsLines) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> full(std::fopen("/dev/full", "w"), std::fclose);
+
+    EXPECT_EQ(run(withTestPlugin(""), full.get()), kExitFailed);
+}
+
+// The plug-in itself
+
+/** Give this machine an address; the test has a network name space of its own. */
+bool setAddress(const char* name, const char* address) {
+    ifreq request{};
+    std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
+    sockaddr_in where{};
+    where.sin_family = AF_INET;
+    inet_pton(AF_INET, address, &where.sin_addr);
+    std::memcpy(&request.ifr_addr, &where, sizeof where);
+    int socket_ = socket(AF_INET, SOCK_DGRAM, 0);
+    bool done = ioctl(socket_, SIOCSIFADDR, &request) == 0;
+    close(socket_);
+    return done;
+}
+
+TEST(ThePlugin, FindsATetheringPhone) {
+    ASSERT_TRUE(setAddress("lo:1", "192.168.42.23"));
+    zebphones::Testbed bed;
+    LiveRun run(withPlugin());
+    run.waitFor({{"event", "started"}});
+
+    bed.plug(zebphones::tetheringPhone());
+    run.waitFor({{"event", "interest"}, {"level", 15}, {"description", "103"}});
+    run.waitFor({{"event", "value"}, {"key", "zebcmd"}, {"value", "zebcmd:v=1;t=USBAND"}});
+    bed.unplug(1);
+    run.waitFor({{"event", "entity"}, {"action", "destroyed"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.of("entity", "action"), ElementsAre("published", "lost", "destroyed"));
+    EXPECT_THAT(run.of("violation", "text"), IsEmpty());
+}
+
+TEST(ThePlugin, SwitchesAPhoneToAccessoryMode) {
+    zebphones::Testbed bed;
+    auto phone = bed.plug(zebphones::accessoryPhone());
+    RunOptions options = withPlugin();
+    options.properties = {{"aapmodel", "Bench"}};
+    LiveRun run(options);
+
+    run.waitFor({{"event", "interest"}, {"level", 30}, {"description", "105"}});
+    run.waitFor({{"event", "log"}, {"text", "Asking AAP device to switch to accessory mode"}});
+    while (!phone->switchRequested())
+        usleep(1000);
+    auto switched = bed.reappearInAccessoryMode(1);
+    run.waitFor({{"event", "interest"}, {"level", 10}, {"description", "106"}});
+    std::string command = "zebcmd:v=1;t=USBAAP;bus=" + std::to_string(switched->bus()) +
+                          ";dev=" + std::to_string(switched->address());
+    run.waitFor({{"event", "value"}, {"key", "zebcmd"}, {"value", command}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.of("entity", "action"),
+                ElementsAre("added", "lost", "destroyed", "published", "destroyed"));
+    EXPECT_THAT(run.of("violation", "text"), IsEmpty());
+    phone->withModel([](zebphones::PhoneModel& model) { EXPECT_EQ(model.string(1), "Bench"); });
+}
+
+TEST(ThePlugin, EndsCleanlyInTheMiddleOfAHandShake) {
+    zebphones::Testbed bed;
+    auto phone = bed.plug(zebphones::accessoryPhone());
+    phone->hold(true);
+    LiveRun run(withPlugin());
+
+    run.waitFor({{"event", "entity"}, {"action", "added"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.of("entity", "action"), ElementsAre("added", "destroyed"));
+    EXPECT_THAT(run.of("violation", "text"), IsEmpty());
+}
+
+} // namespace
+} // namespace zebhost
+
+int main(int argc, char** argv) {
+    zebhost::blockSignals();
+    testing::InitGoogleMock(&argc, argv);
+    return RUN_ALL_TESTS();
+}

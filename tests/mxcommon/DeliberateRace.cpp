@@ -1,0 +1,27 @@
+// Two threads that write one number without a lock, beside an emulated phone: the
+// thread sanitizer must still report it, with all the suppressions of the tests.
+#include "phones/Phones.h"
+#include "phones/usbfs/Testbed.h"
+
+#include <thread>
+
+namespace {
+
+int number = 0;
+
+void write() {
+    for (int i = 0; i < 1'000; ++i) {
+        number += i;
+    }
+}
+
+} // namespace
+
+int main() {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::accessoryPhone());
+    std::thread other(write);
+    write();
+    other.join();
+    return number == 0 ? 1 : 0;
+}

@@ -10,8 +10,6 @@
 
 namespace zebdiscoverer_usb {
 
-using zebdiscovery::ZEBDiscovererImpl;
-
 namespace {
 
 /** The host's name for an entity. */

@@ -9,7 +9,7 @@ namespace {
 
 int number = 0;
 
-void write() {
+void addUp() {
     for (int i = 0; i < 1'000; ++i) {
         number += i;
     }
@@ -20,8 +20,8 @@ void write() {
 int main() {
     zebphones::Testbed bed;
     bed.plug(zebphones::accessoryPhone());
-    std::thread other(write);
-    write();
+    std::thread other(addUp);
+    addUp();
     other.join();
     return number == 0 ? 1 : 0;
 }

@@ -2,6 +2,11 @@
 
 gadgets=/sys/kernel/config/usb_gadget
 
+# For the one who waits in front of the console.
+say() {
+    echo "lab: $*" >/dev/console
+}
+
 # The witness: every transfer of every bus as the kernel saw it, on the monotonic clock.
 startWitness() {
     cat /sys/kernel/debug/usb/usbmon/0u >/out/usbmon.txt &

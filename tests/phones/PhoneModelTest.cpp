@@ -125,6 +125,14 @@ TEST(AFaultRow, KeepsARefusedRequestFromThePhone) {
     EXPECT_FALSE(phone.switchRequested());
 }
 
+TEST(APhone, ForeseesItsAnswerWithoutActingOnIt) {
+    PhoneModel phone(accessoryPhone());
+
+    EXPECT_EQ(phone.foresee(kStart).reaction, Reaction::Answer);
+    EXPECT_FALSE(phone.switchRequested());
+    EXPECT_THAT(phone.received(), IsEmpty());
+}
+
 TEST(AStranger, StallsEverythingAndStillRecordsIt) {
     for (const PhoneDescription& description : {mouse(), hub(), storageStick()}) {
         PhoneModel stranger(description);

@@ -8,27 +8,27 @@ say() {
 }
 
 # The witness: every transfer of every bus as the kernel saw it, on the monotonic clock.
-startWitness() {
+start_witness() {
     cat /sys/kernel/debug/usb/usbmon/0u >/out/usbmon.txt &
 }
 
-startHost() {
+start_host() {
     zebhost run --plugin /lib/libzebdiscoverer-usb.so --json >/out/zebhost.jsonl 2>/out/zebhost.log &
-    hostPid=$!
-    awaitLine /out/zebhost.jsonl '"started"' 10
+    host_pid=$!
+    await_line /out/zebhost.jsonl '"started"' 10
 }
 
 # Ends the host as a service manager does, and keeps its exit status for the check.
-stopHost() {
+stop_host() {
     local status=0
-    kill -TERM "$hostPid"
-    wait "$hostPid" || status=$?
+    kill -TERM "$host_pid"
+    wait "$host_pid" || status=$?
     echo "$status" >/out/zebhost.status
 }
 
-# awaitLine FILE TEXT SECONDS [COUNT]: until TEXT stands in COUNT lines of FILE. A scenario goes on when it
+# await_line FILE TEXT SECONDS [COUNT]: until TEXT stands in COUNT lines of FILE. A scenario goes on when it
 # does not come: what is missing is for the check to say.
-awaitLine() {
+await_line() {
     local polls=$(($3 * 5))
     while [ "$(cat "$1" 2>/dev/null | grep -c "$2")" -lt "${4:-1}" ]; do
         [ "$polls" -gt 0 ] || { echo "no $2 in $1 within $3 s"; return 0; }
@@ -37,17 +37,17 @@ awaitLine() {
     done
 }
 
-interfaceWithMac() {
+interface_with_mac() {
     local address
     for address in /sys/class/net/*/address; do
         [ "$(cat "$address")" != "$1" ] || { basename "$(dirname "$address")"; return; }
     done
 }
 
-# plugTether K: a phone that shares its network by RNDIS. Its own end of the link lives in a network name space
+# plug_tether K: a phone that shares its network by RNDIS. Its own end of the link lives in a network name space
 # and serves addresses there, so that the host's end gets its own by DHCP, as from a phone.
-plugTether() {
-    local gadget=$gadgets/tether$1 hostMac=02:00:00:00:01:0$1 phoneMac=02:00:00:00:02:0$1
+plug_tether() {
+    local gadget=$gadgets/tether$1 host_mac=02:00:00:00:01:0$1 phone_mac=02:00:00:00:02:0$1
     mkdir "$gadget"
     echo 0x18d1 >"$gadget/idVendor"
     echo 0x4ee3 >"$gadget/idProduct"
@@ -55,22 +55,22 @@ plugTether() {
     echo "Simulated" >"$gadget/strings/0x409/manufacturer"
     echo "Tethering phone" >"$gadget/strings/0x409/product"
     echo "TETHER$1" >"$gadget/strings/0x409/serialnumber"
-    echo "$hostMac" >"$gadget/functions/rndis.$1/host_addr"
-    echo "$phoneMac" >"$gadget/functions/rndis.$1/dev_addr"
+    echo "$host_mac" >"$gadget/functions/rndis.$1/host_addr"
+    echo "$phone_mac" >"$gadget/functions/rndis.$1/dev_addr"
     ln -s "$gadget/functions/rndis.$1" "$gadget/configs/c.1/f1"
     echo "dummy_udc.$1" >"$gadget/UDC"
-    serveAddresses "$(interfaceWithMac "$phoneMac")"
-    while [ -z "$(interfaceWithMac "$hostMac")" ]; do sleep 0.1; done
-    requestAddress "$(interfaceWithMac "$hostMac")"
+    serve_addresses "$(interface_with_mac "$phone_mac")"
+    while [ -z "$(interface_with_mac "$host_mac")" ]; do sleep 0.1; done
+    request_address "$(interface_with_mac "$host_mac")"
 }
 
-# serveAddresses INTERFACE
-serveAddresses() {
+# serve_addresses INTERFACE
+serve_addresses() {
     unshare -n sleep 100000 &
-    phoneSpace=$!
+    phone_space=$!
     # The name space is there once its process is no longer in ours.
-    while [ "$(readlink /proc/$phoneSpace/ns/net)" = "$(readlink /proc/self/ns/net)" ]; do sleep 0.1; done
-    ip link set "$1" netns "$phoneSpace"
+    while [ "$(readlink /proc/$phone_space/ns/net)" = "$(readlink /proc/self/ns/net)" ]; do sleep 0.1; done
+    ip link set "$1" netns "$phone_space"
     cat >/run/udhcpd.conf <<CONF
 start 192.168.42.42
 end 192.168.42.42
@@ -81,34 +81,34 @@ option subnet 255.255.255.0
 option router 192.168.42.129
 CONF
     touch /run/udhcpd.leases
-    nsenter -t "$phoneSpace" -n ip addr add 192.168.42.129/24 dev "$1"
-    nsenter -t "$phoneSpace" -n ip link set "$1" up
-    nsenter -t "$phoneSpace" -n udhcpd -f /run/udhcpd.conf 2>/out/udhcpd.log &
+    nsenter -t "$phone_space" -n ip addr add 192.168.42.129/24 dev "$1"
+    nsenter -t "$phone_space" -n ip link set "$1" up
+    nsenter -t "$phone_space" -n udhcpd -f /run/udhcpd.conf 2>/out/udhcpd.log &
 }
 
-# requestAddress INTERFACE
-requestAddress() {
+# request_address INTERFACE
+request_address() {
     ip link set "$1" up
     udhcpc -i "$1" -n -q -t 10 -T 1 -s /lab/udhcpc.script >/out/udhcpc.log 2>&1
     ip -4 addr show dev "$1" >/out/address.txt
 }
 
-unplugTether() {
+unplug_tether() {
     local gadget=$gadgets/tether$1
     echo "" >"$gadget/UDC"
-    kill "$phoneSpace" "$(cat /run/udhcpd.pid)"
+    kill "$phone_space" "$(cat /run/udhcpd.pid)"
     rm "$gadget/configs/c.1/f1"
     rmdir "$gadget/configs/c.1" "$gadget/functions/rndis.$1" "$gadget/strings/0x409" "$gadget"
 }
 
-# plugAccessory K: a phone that switches to accessory mode when asked to, and writes down what it was asked.
-plugAccessory() {
+# plug_accessory K: a phone that switches to accessory mode when asked to, and writes down what it was asked.
+plug_accessory() {
     functionfs-phone "dummy_udc.$1" >/out/phone.jsonl 2>/out/phone.log &
-    phonePid=$!
-    awaitLine /out/phone.jsonl '"plugged"' 10
+    phone_pid=$!
+    await_line /out/phone.jsonl '"plugged"' 10
 }
 
-unplugAccessory() {
-    kill -TERM "$phonePid"
-    wait "$phonePid"
+unplug_accessory() {
+    kill -TERM "$phone_pid"
+    wait "$phone_pid"
 }

@@ -31,8 +31,10 @@ void Devices::gone(const std::string& port) {
     Known& known = entry->second;
     known.isPlugged = false;
     report("remove", known.device);
-    if (known.isHeld || known.entities > 0)
+    if (known.isHeld || known.entities > 0) {
         mDiscoverer.entry.removeDevice(mDiscoverer.self, provider(), known.record->info());
+        mOnRemoved();
+    }
     // Looked up again: the discoverer may have released it in the meantime.
     forgetIfUnused(mKnown.find(id));
 }

@@ -5,7 +5,9 @@
 #include "host/Output.h"
 #include "host/Strings.h"
 
+#include <functional>
 #include <map>
+#include <memory>
 
 namespace zebhost {
 
@@ -19,6 +21,9 @@ namespace zebhost {
 class Devices {
 public:
     Devices(const Discoverer& discoverer, Output& output, Strings& strings);
+
+    /** Called when the plug-in has been told that a device has gone, before anything else is offered. */
+    void onRemoved(std::function<void()> handler) { mOnRemoved = std::move(handler); }
 
     /** A device is plugged, or is already and has changed. One that the plug-in holds keeps its record
      *  whatever changes; any other is judged anew (a configuration was chosen, for example). */
@@ -63,6 +68,7 @@ private:
     const Discoverer& mDiscoverer;
     Output& mOutput;
     Strings& mStrings;
+    std::function<void()> mOnRemoved = [] {};
     Map mKnown;
     uint32_t mLastId = 0;
     uint32_t mOfferedId = 0;

@@ -25,7 +25,13 @@ Host::Host(Loop& loop, Output& output) :
     mDevices(mDiscoverer, output, mStrings),
     mWatches(loop, mDiscoverer, output),
     mHandleTimers(loop, mDiscoverer, mWatches, output) {
-    mEntities.onDestroyed([this](uint32_t deviceId) { mDevices.entityDestroyed(deviceId); });
+    // What closes descriptors is followed by a refresh: the next operation may open them again under
+    // the same numbers.
+    mEntities.onDestroyed([this](uint32_t deviceId) {
+        mDevices.entityDestroyed(deviceId);
+        refreshHandles();
+    });
+    mDevices.onRemoved([this] { refreshHandles(); });
     gCurrent = this;
 }
 
@@ -49,6 +55,10 @@ void Host::providerStarted(ZEBDiscoverySDKError error) {
 
 void Host::beforeWait() {
     mEntities.work();
+    refreshHandles();
+}
+
+void Host::refreshHandles() {
     mWatches.refresh(mEntities.handles());
     mHandleTimers.refresh();
 }

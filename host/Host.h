@@ -86,6 +86,7 @@ private:
     enum class Phase { Alive, Destroyed };
 
     bool isHostThread() const { return std::this_thread::get_id() == mThread; }
+    void refreshHandles();
     void initialize(ZEBDiscovererInitializeFunction initialize);
     void setProperties(const Properties& properties);
 

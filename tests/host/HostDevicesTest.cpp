@@ -1,5 +1,8 @@
 #include "tests/host/TestHost.h"
 
+#include <memory>
+#include <unistd.h>
+
 using namespace testing;
 
 namespace zebhost {
@@ -110,6 +113,29 @@ TEST_F(AHost, ReportsADeviceThatWasNeverReleased) {
     mHost.reportLeaks();
 
     EXPECT_THAT(mLines.violations(), ElementsAre("device Phone (usb 1-1) was never released"));
+}
+
+TEST_F(AHost, WatchesAHandleAnewThatAnotherPhoneGotUnderTheSameNumber) {
+    std::unique_ptr<APipe> pipe;
+    gCalls.offer = [&](const ZEBDeviceInfo*) {
+        pipe = std::make_unique<APipe>();
+        list(pipe->reader());
+    };
+    gCalls.remove = [&] {
+        pipe.reset();
+        gCalls.handles.clear();
+    };
+    gCalls.event = [&](int) { mLoop.quit(); };
+    mHost.devices().seen(phone(4));
+    mHost.beforeWait();
+    int first = pipe->reader();
+
+    mHost.devices().seen(phone(5));
+    ASSERT_EQ(pipe->reader(), first);
+    ASSERT_EQ(write(pipe->writer(), "x", 1), 1);
+    runFor(100000);
+
+    EXPECT_THAT(gCalls.made, Contains("handleSingleEvent"));
 }
 
 TEST_F(AHost, ProvidesUsbAndNothingElse) {

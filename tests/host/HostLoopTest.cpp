@@ -9,20 +9,6 @@ using namespace testing;
 namespace zebhost {
 namespace {
 
-class APipe {
-public:
-    APipe() { EXPECT_EQ(pipe(mEnds), 0); }
-    ~APipe() {
-        close(mEnds[0]);
-        close(mEnds[1]);
-    }
-    int reader() const { return mEnds[0]; }
-    int writer() const { return mEnds[1]; }
-
-private:
-    int mEnds[2];
-};
-
 TEST_F(AHost, TellsThatAHandleIsReadable) {
     APipe pipe;
     list(pipe.reader());

@@ -53,6 +53,25 @@ TEST_F(AHost, SurvivesAPluginThatThrowsWhileItIsMade) {
 
 // Strings
 
+TEST_F(AHost, StopsTheDiscovererBeforeItDestroysIt) {
+    mHost.end();
+    mHost.end();
+
+    EXPECT_THAT(gCalls.made, ElementsAre("stop", "destroyDiscoverer"));
+    EXPECT_THAT(mLines.of("stopped", "error"), ElementsAre("0"));
+    EXPECT_FALSE(mHost.hasStopped());
+}
+
+TEST_F(AHost, DoesNotStopADiscovererThatStoppedByItself) {
+    gHost.discovererStopped(gContext, nullptr, 15);
+    EXPECT_TRUE(mHost.hasStopped());
+
+    mHost.end();
+
+    EXPECT_THAT(gCalls.made, ElementsAre("destroyDiscoverer"));
+    EXPECT_THAT(mLines.of("stopped", "error"), ElementsAre("15"));
+}
+
 TEST_F(AHost, CopiesTextUpToItsEnd) {
     char* string = gHost.allocString("text", -1);
 

@@ -1,6 +1,7 @@
 // Whole runs, on an emulated USB bus: of the plug-in itself, and of one made to break the contract.
 #include "host/Loop.h"
 #include "phones/Phones.h"
+#include "phones/usbfs/SysfsEntry.h"
 #include "phones/usbfs/Testbed.h"
 #include "tests/host/Lines.h"
 #include "tests/host/LiveRun.h"
@@ -144,6 +145,44 @@ TEST(ARun, LeavesHubsAlone) {
 
     EXPECT_EQ(run.end(), kExitDone);
     EXPECT_THAT(run.of("device", "name"), ElementsAre(EndsWith("(usb 1-2)")));
+}
+
+std::string withoutConfiguration(std::string entry) {
+    const std::string chosen = "bConfigurationValue=1";
+    return entry.replace(entry.find(chosen), chosen.size(), "bConfigurationValue=");
+}
+
+TEST(ARun, JudgesAPhoneAgainWhenTheKernelHasChosenItsConfiguration) {
+    const char* path = "/sys/devices/pci0000:00/usb1/1-1";
+    std::string entry =
+        zebphones::sysfsEntry("/devices/pci0000:00/usb1/1-1", zebphones::tetheringPhone().normal, 1, 4);
+    zebphones::GObjectPtr<UMockdevTestbed> bed(umockdev_testbed_new());
+    LiveRun run(withTestPlugin(""));
+    run.waitFor({{"event", "started"}});
+
+    umockdev_testbed_add_from_string(bed.get(), withoutConfiguration(entry).c_str(), nullptr);
+    run.waitFor({{"event", "interest"}, {"level", 100}});
+    umockdev_testbed_set_attribute(bed.get(), path, "bConfigurationValue", "1\n");
+    umockdev_testbed_uevent(bed.get(), path, "bind");
+    run.waitFor({{"event", "interest"}, {"level", 15}});
+    umockdev_testbed_uevent(bed.get(), path, "change");
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.of("device", "action"), ElementsAre("add"));
+    EXPECT_THAT(run.of("entity", "action"), ElementsAre("published", "destroyed"));
+}
+
+TEST(ARun, LeavesOutADeviceWithoutDescriptors) {
+    zebphones::GObjectPtr<UMockdevTestbed> bed(umockdev_testbed_new());
+    std::string entry =
+        zebphones::sysfsEntry("/devices/pci0000:00/usb1/1-1", zebphones::tetheringPhone().normal, 1, 4);
+    entry.erase(entry.find("H: descriptors"));
+    umockdev_testbed_add_from_string(bed.get(), entry.c_str(), nullptr);
+    Lines lines;
+
+    EXPECT_EQ(runAWhile(withTestPlugin(""), lines), kExitDone);
+
+    EXPECT_THAT(lines.of("device", "action"), IsEmpty());
 }
 
 size_t openDescriptors() {

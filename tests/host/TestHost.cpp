@@ -12,7 +12,10 @@ void fill(ZEBDiscovererInterface& t) {
     t.setContext = [](ZEBDiscoverer*, void* context) { gContext = context; };
     t.init = [](ZEBDiscoverer*) { return gCalls.initResult; };
     t.start = [](ZEBDiscoverer* self) { gHost.discovererStarted(gContext, self, 0); };
-    t.stop = [](ZEBDiscoverer* self) { gHost.discovererStopped(gContext, self, 0); };
+    t.stop = [](ZEBDiscoverer* self) {
+        gCalls.made.push_back("stop");
+        gHost.discovererStopped(gContext, self, 0);
+    };
     t.destroyDiscoverer = [](ZEBDiscoverer*) { gCalls.made.push_back("destroyDiscoverer"); };
     t.setProperty = [](ZEBDiscoverer*, const char* key, const char*) {
         return ZEBDiscoverySDKError{std::string(key) == "known" ? 0 : 9};
@@ -29,6 +32,7 @@ void fill(ZEBDiscovererInterface& t) {
     };
     t.removeDevice = [](ZEBDiscoverer*, ZEBDiscovererDeviceProvider*, const ZEBDeviceInfo*) {
         gCalls.made.push_back("removeDevice");
+        gCalls.remove();
     };
     t.destroyEntity = [](ZEBDiscoverer*, ZEBDiscovererEntity* entity) { gCalls.destroy(entity); };
     t.fetchEntityValue = [](ZEBDiscoverer*, ZEBDiscovererEntity* entity, char* key,

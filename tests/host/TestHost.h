@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 namespace zebhost {
 
@@ -17,6 +18,7 @@ struct Calls {
     std::vector<int> writeFlags;
     ZEBDiscovererEventHandle entityHandle = ZEBDiscovererNoEventHandle;
     std::function<void(const ZEBDeviceInfo*)> offer = [](const ZEBDeviceInfo*) {};
+    std::function<void()> remove = [] {};
     std::function<void(ZEBDiscovererEntity*)> destroy = [](ZEBDiscovererEntity*) {};
     std::function<void(ZEBDiscovererEntity*, char*, ZEBDiscoverySDKRequest*)> fetch;
     std::function<void(ZEBDiscovererEntity*)> entityTimeout = [](ZEBDiscovererEntity*) {};
@@ -33,6 +35,20 @@ extern void* gContext;
 
 /** The entry function of a plug-in that does what gCalls says. */
 ZEBDiscoverer* initialize(ZEBDiscovererInterface* table, size_t, const ZEBDiscovererCallbacks*, size_t);
+
+class APipe {
+public:
+    APipe() { EXPECT_EQ(pipe(mEnds), 0); }
+    ~APipe() {
+        close(mEnds[0]);
+        close(mEnds[1]);
+    }
+    int reader() const { return mEnds[0]; }
+    int writer() const { return mEnds[1]; }
+
+private:
+    int mEnds[2];
+};
 
 class AHost : public ::testing::Test {
 protected:

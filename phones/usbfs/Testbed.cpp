@@ -2,6 +2,7 @@
 
 #include "phones/usbfs/SysfsEntry.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -9,18 +10,12 @@ namespace zebphones {
 namespace {
 
 constexpr int kBus = 1;
+constexpr int kRootHubAddress = 1;
+constexpr int kHighestAddress = 127;
 const std::string kRootHub = "/devices/pci0000:00/usb1";
 
 std::string portPath(int port) { return kRootHub + "/1-" + std::to_string(port); }
 std::string sysPath(int port) { return "/sys" + portPath(port); }
-
-void throwIf(bool failure, GError* error, const char* what) {
-    if (!failure)
-        return;
-    const std::string text = std::string(what) + ": " + (error ? error->message : "failed");
-    g_clear_error(&error);
-    throw std::runtime_error(text);
-}
 
 UsbFace rootHubFace() {
     return {.vendor = 0x1d6b,
@@ -32,17 +27,9 @@ UsbFace rootHubFace() {
             .interfaces = {{0, 9, 0, 0, 1}}};
 }
 
-gboolean onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer device) {
-    const auto result =
-        (*static_cast<std::shared_ptr<UsbfsDevice>*>(device))
-            ->handleIoctl(umockdev_ioctl_client_get_request(client), umockdev_ioctl_client_get_arg(client));
-    umockdev_ioctl_client_complete(client, result.value, result.error);
-    return TRUE;
-}
-
 } // namespace
 
-Testbed::Testbed() : mBed(umockdev_testbed_new()) { add(kRootHub, rootHubFace(), 1); }
+Testbed::Testbed() : mBed(umockdev_testbed_new()) { add(kRootHub, rootHubFace(), kRootHubAddress); }
 
 Testbed::~Testbed() {
     while (!mPlugged.empty())
@@ -61,13 +48,27 @@ std::shared_ptr<UsbfsDevice> Testbed::plug(PhoneDescription description, int por
 }
 
 std::shared_ptr<UsbfsDevice> Testbed::bringBack(std::shared_ptr<PhoneModel> model, int port) {
-    const int address = ++mLastAddress;
+    const int address = nextAddress();
     auto device = std::make_shared<UsbfsDevice>(model, kBus, address, root() + nodePath(kBus, address));
     const UsbFace face = model->face();
     // The node answers before the system is told of the device.
-    mPlugged[port] = {std::move(model), device, attach(device)};
+    mPlugged[port] = {std::move(model), device};
+    handlerOf(address).setDevice(device);
     add(portPath(port), face, address);
     return device;
+}
+
+// As the kernel does: the number after the last one, from 2 again after 127, never one in use.
+int Testbed::nextAddress() {
+    const auto inUse = [this](int address) {
+        return std::any_of(mPlugged.begin(), mPlugged.end(), [address](const auto& plugged) {
+            return plugged.second.device->address() == address;
+        });
+    };
+    do {
+        mLastAddress = mLastAddress < kHighestAddress ? mLastAddress + 1 : kRootHubAddress + 1;
+    } while (inUse(mLastAddress));
+    return mLastAddress;
 }
 
 void Testbed::unplug(int port) { takeAway(port); }
@@ -79,9 +80,7 @@ std::shared_ptr<PhoneModel> Testbed::takeAway(int port) {
     plugged.device->removeNode();
     umockdev_testbed_uevent(mBed.get(), sysPath(port).c_str(), "remove");
     umockdev_testbed_remove_device(mBed.get(), sysPath(port).c_str());
-    GError* error = nullptr;
-    const auto node = nodePath(kBus, plugged.device->address());
-    throwIf(!umockdev_testbed_detach_ioctl(mBed.get(), node.c_str(), &error), error, "detach");
+    handlerOf(plugged.device->address()).setDevice(nullptr);
     return plugged.model;
 }
 
@@ -94,20 +93,18 @@ std::shared_ptr<UsbfsDevice> Testbed::reappearInAccessoryMode(int port) {
 void Testbed::add(const std::string& path, const UsbFace& face, int address) {
     GError* error = nullptr;
     const std::string entry = sysfsEntry(path, face, kBus, address);
-    throwIf(!umockdev_testbed_add_from_string(mBed.get(), entry.c_str(), &error), error, "add");
+    if (umockdev_testbed_add_from_string(mBed.get(), entry.c_str(), &error))
+        return;
+    const std::string text = error ? error->message : "unknown error";
+    g_clear_error(&error);
+    throw std::runtime_error("can't add " + path + ": " + text);
 }
 
-GObjectPtr<UMockdevIoctlBase> Testbed::attach(const std::shared_ptr<UsbfsDevice>& device) {
-    GObjectPtr<UMockdevIoctlBase> handler(umockdev_ioctl_base_new());
-    // The connection keeps the device alive as long as a client can reach it.
-    g_signal_connect_data(
-        handler.get(), "handle-ioctl", G_CALLBACK(onIoctl), new std::shared_ptr<UsbfsDevice>(device),
-        [](gpointer kept, GClosure*) { delete static_cast<std::shared_ptr<UsbfsDevice>*>(kept); },
-        GConnectFlags{});
-    GError* error = nullptr;
-    const auto node = nodePath(device->bus(), device->address());
-    throwIf(!umockdev_testbed_attach_ioctl(mBed.get(), node.c_str(), handler.get(), &error), error, "attach");
-    return handler;
+NodeHandler& Testbed::handlerOf(int address) {
+    std::unique_ptr<NodeHandler>& handler = mHandlers[address];
+    if (!handler)
+        handler = std::make_unique<NodeHandler>(mBed.get(), nodePath(kBus, address));
+    return *handler;
 }
 
 } // namespace zebphones

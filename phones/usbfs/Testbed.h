@@ -8,6 +8,7 @@
 
 #include "phones/PhoneModel.h"
 #include "phones/usbfs/GObjectPtr.h"
+#include "phones/usbfs/NodeHandler.h"
 #include "phones/usbfs/UsbfsDevice.h"
 
 #include <map>
@@ -43,12 +44,14 @@ private:
     struct Plugged {
         std::shared_ptr<PhoneModel> model;
         std::shared_ptr<UsbfsDevice> device;
-        GObjectPtr<UMockdevIoctlBase> handler;
     };
 
+    int nextAddress();
     void add(const std::string& sysPath, const UsbFace& face, int address);
-    GObjectPtr<UMockdevIoctlBase> attach(const std::shared_ptr<UsbfsDevice>& device);
+    NodeHandler& handlerOf(int address);
 
+    // By address, for each that has been in use; they go after the bed and its thread.
+    std::map<int, std::unique_ptr<NodeHandler>> mHandlers;
     GObjectPtr<UMockdevTestbed> mBed;
     std::map<int, Plugged> mPlugged;
     int mLastAddress = 1;

@@ -61,8 +61,9 @@ bool Rig::runUntil(const std::function<bool()>& condition) {
 }
 
 void Rig::settle() {
-    while (host.dispatch(0) > 0) {
-    }
+    int turns = 0;
+    while (host.dispatch(0) > 0)
+        ASSERT_LT(++turns, kTurns) << "the plug-in never comes to rest";
 }
 
 void Rig::advanceTo(std::size_t transfer) {

@@ -55,9 +55,9 @@ public:
     /** Lines up to this severity are wanted; all by default. */
     int logLevel = 1000;
     /** Run inside the callback of that name, after it was recorded; may throw or call back in. */
-    std::map<std::string, std::function<void()>> on;
+    std::map<std::string, std::function<void()>, std::less<>> on;
     /** What the callbacks that return an error return, by name; 0 unless set. */
-    std::map<std::string, ZEBDiscoverySDKError> results;
+    std::map<std::string, ZEBDiscoverySDKError, std::less<>> results;
     /** The texts of error codes; others read "error <code>". */
     std::map<ZEBDiscoverySDKError, std::string> errorTexts;
     /** What subscribeToDeviceProvider hands out on success. */

@@ -1,0 +1,139 @@
+#pragma once
+
+#include "tests/support/DeviceRecord.h"
+#include "tests/support/FakeHost.h"
+#include "usb/UsbDiscoverer.h"
+#include "usb/UsbEntity.h"
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace zebtest {
+
+using zebdiscoverer_usb::EntityManager;
+using zebdiscoverer_usb::UsbDiscoverer;
+using zebdiscoverer_usb::UsbEntity;
+using Status = UsbEntity::UsbEntityStatus;
+
+/** A status that has no name. */
+constexpr Status kOtherStatus = static_cast<Status>(7);
+
+/** An entity whose attempts turn out as the test says. */
+class ScriptedEntity : public UsbEntity {
+public:
+    using UsbEntity::UsbEntity;
+
+    /** Results of openPort, in order; the last one stays. */
+    std::deque<Status> ports = {Status::Done};
+    /** Run inside openPort, before its result. */
+    std::function<void()> inOpenPort;
+    std::function<void()> inRequestZebCmd;
+    std::function<ZEBDiscoverySDKError(const char*)> password;
+    Status eventResult = Status::Done;
+    Status timeoutResult = Status::Done;
+    /** What doSetZebCmd forms. */
+    std::string command = "zebcmd:test";
+    bool multipleHandles = false;
+    bool connectionPass = false;
+    bool hidesOwnHandle = false;
+
+    int portsOpened = 0;
+    int commandsRequested = 0;
+    const void* lastHandle = nullptr;
+
+    bool usesMultipleHandles() const override { return multipleHandles; }
+    ZEBDiscovererEventHandle* getEventHandle() override {
+        return hidesOwnHandle ? nullptr : UsbEntity::getEventHandle();
+    }
+    bool isConnectionPassPossible() const override { return connectionPass; }
+    ZEBDiscoverySDKError setPassword(const char* value) override {
+        return password ? password(value) : UsbEntity::setPassword(value);
+    }
+    void requestZebCmd() override {
+        ++commandsRequested;
+        if (inRequestZebCmd)
+            inRequestZebCmd();
+    }
+    Status doHandleEvent(ZEBDiscovererEventHandle* handle) override {
+        lastHandle = handle;
+        return eventResult;
+    }
+    Status doHandleTimeout(ZEBDiscovererEventHandle* handle) override {
+        lastHandle = handle;
+        return timeoutResult;
+    }
+    Status openPort() override {
+        ++portsOpened;
+        if (inOpenPort)
+            inOpenPort();
+        const Status result = ports.front();
+        if (ports.size() > 1)
+            ports.pop_front();
+        return result;
+    }
+
+    using UsbEntity::addEventHandle;
+    using UsbEntity::clearPublishFlag;
+    using UsbEntity::closeEventHandle;
+    using UsbEntity::completePendingFetch;
+    using UsbEntity::hasActiveHandles;
+    using UsbEntity::removeEventHandle;
+    using UsbEntity::setOwnEventHandle;
+    using UsbEntity::setTimerForHandle;
+    using UsbEntity::setZebCmd;
+
+protected:
+    void doSetZebCmd() override { storeZebCmd(mDiscoverer.allocString(command.c_str(), -1)); }
+};
+
+inline ZEBDiscovererEntity* toHost(UsbEntity* entity) {
+    return reinterpret_cast<ZEBDiscovererEntity*>(entity);
+}
+
+/** A host with the USB discoverer, brought up, which has forgotten how. */
+class DiscovererRig {
+public:
+    DiscovererRig() {
+        auto made = std::make_unique<UsbDiscoverer>(&host.entry, host.interfaceSize, &host.callbacks,
+                                                    host.callbackSize);
+        discoverer = made.release();
+        host.adopt(
+            reinterpret_cast<ZEBDiscoverer*>(static_cast<zebdiscovery::ZEBDiscovererImpl*>(discoverer)));
+        host.bringUp();
+        host.takeCalls();
+    }
+    ~DiscovererRig() {
+        if (host.discoverer)
+            host.destroy();
+    }
+
+    FakeHost host;
+    UsbDiscoverer* discoverer;
+};
+
+/** The same with a scripted entity, which the discoverer forwards for but does not own. */
+class EntityRig : public DiscovererRig {
+public:
+    EntityRig() : entity(std::make_unique<ScriptedEntity>(*discoverer, *discoverer, device.get())) {}
+
+    /** Fetch as a host does, through the barrier. */
+    ZEBDiscoverySDKRequest* fetch(const char* key) { return host.fetch(handle(), key); }
+    ZEBDiscovererEntity* handle() { return toHost(entity.get()); }
+    /** The answer to a fetch of the scripted entity, as the host must see it. */
+    Call answer(const char* key, const void* request, int error, Argument value) {
+        return {"fetchComplete", {handle(), key, request, error, std::move(value)}};
+    }
+    Call timer(int timeout) { return {"setEntityTimer", {handle(), timeout}}; }
+    /** Give the entity its command now, with the timer set and then forgotten. */
+    void giveCommand(int timeout) {
+        entity->setZebCmd(timeout);
+        host.takeCalls();
+    }
+
+    DeviceRecord device{6699, usbProperties("18d1", "4ee2")};
+    std::unique_ptr<ScriptedEntity> entity;
+};
+
+} // namespace zebtest

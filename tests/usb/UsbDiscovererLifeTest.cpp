@@ -1,0 +1,252 @@
+#include "tests/support/FailingNew.h"
+#include "tests/usb/DiscovererFixture.h"
+
+#include <algorithm>
+#include <new>
+
+using namespace testing;
+using namespace zebtest;
+
+namespace {
+
+// Start and stop, in the order of the set.
+
+TEST_F(TheUsbDiscoverer, StopsAndStartsItsEntitiesInOrder) {
+    std::vector<ZEBDiscovererEntity*> all = {offer(phone), offer(second), offer(accessory)};
+    std::sort(all.begin(), all.end(), std::less<>());
+    host.takeCalls();
+
+    host.entry.stop(host.discoverer);
+    const std::vector<Call> stopped = host.takeCalls();
+    host.entry.start(host.discoverer);
+    const std::vector<Call> started = host.takeCalls();
+
+    EXPECT_EQ(stopped.back(), (Call{"discovererStopped", {host.discoverer, 0}}));
+    EXPECT_EQ(started.front(), (Call{"discovererStarted", {host.discoverer, 0}}));
+    std::vector<Call> stops, starts;
+    std::copy_if(stopped.begin(), stopped.end(), std::back_inserter(stops),
+                 [](const Call& call) { return call.name == "setEntityTimer"; });
+    for (const Call& call : started) {
+        if (call.name == "setEntityTimer" && call.arguments[1] == Argument(1000000))
+            starts.push_back(cancelled(nullptr)), starts.back().arguments[0] = call.arguments[0];
+    }
+    EXPECT_THAT(stops, ElementsAre(cancelled(all[0]), cancelled(all[1]), cancelled(all[2])));
+    // A switched phone keeps its command, with which no timer is armed.
+    EXPECT_GE(starts.size(), 2U);
+    EXPECT_EQ(stopped.size(), 4U);
+}
+
+TEST_F(TheUsbDiscoverer, StopsWhenItsProviderStopsWhateverTheError) {
+    for (const int error : {0, 7}) {
+        ZEBDiscovererEntity* entity = offer(phone);
+        host.takeCalls();
+
+        host.entry.deviceProviderStopped(host.discoverer, host.provider, error);
+
+        EXPECT_THAT(host.calls(),
+                    ElementsAre(cancelled(entity), Call{"discovererStopped", {host.discoverer, 0}}));
+        host.destroyEntity(entity);
+    }
+}
+
+TEST_F(TheUsbDiscoverer, ReportsAProviderThatWouldNotStart) {
+    host.entry.deviceProviderStarted(host.discoverer, host.provider, 0);
+    EXPECT_THAT(host.calls(), IsEmpty());
+
+    host.entry.deviceProviderStarted(host.discoverer, host.provider, 7);
+
+    EXPECT_THAT(host.calls(), ElementsAre(Call{"discovererStopped", {host.discoverer, 7}}));
+}
+
+TEST_F(TheUsbDiscoverer, UnsubscribesThenDeletesItsEntitiesInOrderWhenItGoes) {
+    std::vector<ZEBDiscovererEntity*> all = {offer(phone), offer(second)};
+    std::sort(all.begin(), all.end(), std::less<>());
+    host.takeCalls();
+
+    host.destroy();
+
+    EXPECT_THAT(host.calls(), ElementsAre(Call{"unsubscribeFromDeviceProvider", {host.provider}},
+                                          cancelled(all[0]), cancelled(all[1])));
+}
+
+// Initialisation.
+
+TEST(AUsbDiscovererBeforeInit, SubscribesToTheProviderUsb) {
+    FakeHost host;
+    auto* discoverer = new UsbDiscoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
+    host.adopt(reinterpret_cast<ZEBDiscoverer*>(discoverer));
+    host.setContext();
+    host.takeCalls();
+
+    EXPECT_EQ(host.entry.init(host.discoverer), 0);
+    EXPECT_THAT(host.calls(), ElementsAre(Call{"subscribeToDeviceProvider", {"usb"}}));
+    host.destroy();
+}
+
+TEST(AUsbDiscovererBeforeInit, PassesOnThatItCouldNotSubscribeAndNeverUnsubscribes) {
+    FakeHost host;
+    host.results["subscribeToDeviceProvider"] = 44;
+    auto* discoverer = new UsbDiscoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
+    host.adopt(reinterpret_cast<ZEBDiscoverer*>(discoverer));
+    host.setContext();
+
+    EXPECT_EQ(host.entry.init(host.discoverer), 44);
+    host.destroy();
+
+    EXPECT_THAT(host.callsOf("unsubscribeFromDeviceProvider"), IsEmpty());
+}
+
+TEST(AUsbDiscovererBeforeInit, StopsTheProcessWhenSuccessYieldsNoProvider) {
+    FakeHost host;
+    host.provider = nullptr;
+    UsbDiscoverer discoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
+    host.adopt(reinterpret_cast<ZEBDiscoverer*>(&discoverer));
+    host.setContext();
+
+    EXPECT_ASSERTION(host.entry.init(host.discoverer), "usb/UsbDiscoverer\\.cpp",
+                     "err != ZEBDiscoverySDKErrorNone || mpUsbDeviceProvider");
+}
+
+TEST(AUsbDiscovererBeforeInit, StopsTheProcessWhenAPropertyIsSet) {
+    FakeHost host;
+    UsbDiscoverer discoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
+    host.adopt(reinterpret_cast<ZEBDiscoverer*>(&discoverer));
+    host.setContext();
+
+    EXPECT_ASSERTION(host.entry.setProperty(host.discoverer, "aapmodel", "X"),
+                     "common/ZEBDiscovererImpl\\.cpp", "pDeviceProvider");
+    EXPECT_EQ(host.entry.setProperty(host.discoverer, nullptr, "X"), 1) << "looked at first";
+}
+
+// Properties.
+
+TEST_F(TheUsbDiscoverer, RefusesANullProperty) {
+    EXPECT_EQ(host.entry.setProperty(host.discoverer, nullptr, "X"), 1);
+
+    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{10, "The property is NULL"}));
+    EXPECT_THAT(host.calls(), IsEmpty());
+}
+
+TEST_F(TheUsbDiscoverer, OffersPropertiesToTheProviderFirst) {
+    const Call asked{"setDeviceProviderProperty", {host.provider, "aapmodel", "X"}};
+    for (const int error : {0, 1, 44}) {
+        host.results["setDeviceProviderProperty"] = error;
+        EXPECT_EQ(host.entry.setProperty(host.discoverer, "aapmodel", "X"), error);
+        EXPECT_THAT(host.takeCalls(), ElementsAre(asked));
+    }
+    host.results["setDeviceProviderProperty"] = 9;
+    EXPECT_EQ(host.entry.setProperty(host.discoverer, "aapmodel", "X"), 0) << "then to the identification";
+    EXPECT_EQ(host.entry.setProperty(host.discoverer, "aapmodel", nullptr), 0);
+    EXPECT_EQ(host.entry.setProperty(host.discoverer, "unknown", "X"), 9);
+}
+
+TEST(AUsbDiscovererWithoutMemoryForItsIdentification, WorksWithoutIt) {
+    FakeHost host;
+    host.on["log"] = nullptr;
+    UsbDiscoverer* discoverer = nullptr;
+    alignas(UsbDiscoverer) static unsigned char memory[sizeof(UsbDiscoverer)];
+    bool failed = false;
+    {
+        const FailingNew failing = FailingNew::at(1);
+        discoverer =
+            new (memory) UsbDiscoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
+        failed = failing.hasFailed();
+    }
+    EXPECT_TRUE(failed);
+    EXPECT_THAT(host.logLines(),
+                ElementsAre(LogLine{10, "Failed to alocate AAP configuration, disabling AAP detection"}));
+    host.adopt(reinterpret_cast<ZEBDiscoverer*>(discoverer));
+    host.bringUp();
+    host.results["setDeviceProviderProperty"] = 9;
+
+    EXPECT_EQ(host.entry.setProperty(host.discoverer, "aapmodel", "X"), 9);
+    const DeviceRecord device(3, usbProperties("18d1", "2d00"), plainDescriptors());
+    char* out = nullptr;
+    EXPECT_EQ(host.entry.getDeviceInterest(host.discoverer, host.provider, device, &out), 10);
+    EXPECT_EQ(host.receive(out), "106");
+    host.entry.offerDevice(host.discoverer, host.provider, device);
+    EXPECT_EQ(host.entities().size(), 1U) << "accessories are still detected";
+    discoverer->~UsbDiscoverer();
+}
+
+// Routing.
+
+TEST_F(TheUsbDiscoverer, HasOneDescriptionAndBaseBehaviourForTheRest) {
+    char* out = nullptr;
+
+    EXPECT_STREQ(host.entry.getDescription(host.discoverer), "100");
+    EXPECT_EQ(host.entry.getProperty(host.discoverer, "k", &out), 9);
+    EXPECT_EQ(host.entry.cancelRequest(host.discoverer, nullptr), 9);
+    EXPECT_EQ(host.entry.createEntity(host.discoverer, nullptr), 9);
+    EXPECT_TRUE(discoverer->isUsingMultipleHandles());
+}
+
+TEST_F(TheUsbDiscoverer, GivesTheOwnHandleOfAnEntityThatHasOne) {
+    ZEBDiscovererEntity* entity = offer(phone);
+
+    const int* handle = host.entry.getEntityEventHandle(host.discoverer, entity);
+
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(*handle, -1);
+    EXPECT_EQ(host.entry.getEntityEventHandle(host.discoverer, offer(accessory)), nullptr);
+}
+
+TEST_F(TheUsbDiscoverer, RunsAnEntitysEventWithItsOwnHandle) {
+    ScriptedEntity entity(*discoverer, *discoverer, phone);
+
+    host.entry.handleEntityEvent(host.discoverer, toHost(&entity));
+
+    EXPECT_EQ(entity.lastHandle, entity.getEventHandle());
+}
+
+TEST_F(TheUsbDiscoverer, ReportsAnEntityLostWhenAnEventOrATimeoutEndsIt) {
+    ZEBDiscovererEntity* entity = offer(phone);
+    for (int attempt = 2; attempt <= 20; ++attempt)
+        host.expireEntityTimer(entity);
+    EXPECT_THAT(host.callsOf("entityLost"), IsEmpty());
+    host.expireEntityTimer(entity);
+    EXPECT_EQ(host.callsOf("entityLost").size(), 1U);
+
+    host.entry.handleEntityEvent(host.discoverer, entity);
+
+    EXPECT_THAT(host.callsOf("entityLost"),
+                ElementsAre(Call{"entityLost", {entity}}, Call{"entityLost", {entity}}));
+    EXPECT_EQ(host.callsOf("addEntity").size(), 1U) << "announced once";
+}
+
+TEST_F(TheUsbDiscoverer, StopsTheProcessForAnEntityEventOfAnEntityWithManyHandles) {
+    ZEBDiscovererEntity* entity = offer(accessory);
+
+    EXPECT_ASSERTION(host.entry.handleEntityEvent(host.discoverer, entity), "usb/UsbDiscoverer\\.cpp",
+                     "!entity.usesMultipleHandles()");
+}
+
+TEST_F(TheUsbDiscoverer, StopsTheProcessForAHandleThatNobodyOwns) {
+    offer(phone);
+    offer(accessory);
+    int handle = 5, none = -1;
+
+    EXPECT_ASSERTION(host.entry.handleSingleEvent(host.discoverer, &handle), "usb/UsbDiscoverer\\.cpp",
+                     "false");
+    EXPECT_ASSERTION(host.entry.handleTimeoutForEventHandle(host.discoverer, &handle),
+                     "usb/UsbDiscoverer\\.cpp", "false");
+    EXPECT_ASSERTION(host.entry.handleSingleEvent(host.discoverer, &none), "usb/UsbDiscoverer\\.cpp", "false")
+        << "a phone's own handle is not among them";
+    EXPECT_ASSERTION(host.entry.handleSingleEvent(host.discoverer, nullptr), "usb/UsbDiscoverer\\.cpp",
+                     "false");
+}
+
+TEST_F(TheUsbDiscoverer, PublishesASwitchedPhonesCommandAfterASecond) {
+    ZEBDiscovererEntity* entity = offer(accessory);
+    const void* request = host.fetch(entity, "zebcmd");
+
+    host.advance(999'999);
+    EXPECT_THAT(host.callsOf("fetchComplete"), IsEmpty());
+    host.advance(1);
+
+    EXPECT_THAT(host.callsOf("fetchComplete"),
+                ElementsAre(Call{"fetchComplete",
+                                 {entity, "zebcmd", request, 0, "zebcmd:v=1;t=USBAAP;bus=1;dev=4"}}));
+}
+
+} // namespace

@@ -1,0 +1,128 @@
+#include "tests/usb/EntityFixtures.h"
+
+using namespace testing;
+using namespace zebtest;
+
+namespace {
+
+TEST_F(AnEntity, HasOneHandleOfItsOwn) {
+    EXPECT_FALSE(entity->UsbEntity::usesMultipleHandles());
+    ASSERT_NE(entity->getEventHandle(), nullptr);
+    EXPECT_EQ(*entity->getEventHandle(), -1);
+    EXPECT_FALSE(entity->hasActiveHandles());
+
+    giveHandle();
+
+    EXPECT_TRUE(entity->hasActiveHandles());
+    entity->closeEventHandle();
+    EXPECT_FALSE(entity->hasActiveHandles());
+}
+
+TEST_F(AnEntity, ClosesNothingWithoutAHandle) {
+    const int descriptor = dup(2);
+
+    entity->closeEventHandle();
+
+    EXPECT_TRUE(isOpen(descriptor));
+    close(descriptor);
+}
+
+TEST_F(AnEntity, StopsTheProcessWhenItHidesItsHandle) {
+    entity->hidesOwnHandle = true;
+
+    EXPECT_ASSERTION(entity->hasActiveHandles(), "usb/UsbEntity\\.cpp", "getEventHandle()");
+}
+
+TEST_F(AnEntity, StopsTheProcessWhenItIsToRegisterHandles) {
+    int handle = 5, none = -1;
+
+    EXPECT_ASSERTION(entity->addEventHandle(&handle, false), "usb/UsbEntity\\.cpp", "usesMultipleHandles()");
+    EXPECT_ASSERTION(entity->removeEventHandle(&handle), "usb/UsbEntity\\.cpp", "usesMultipleHandles()");
+    EXPECT_ASSERTION(entity->setTimerForHandle(&handle, 1), "usb/UsbEntity\\.cpp", "usesMultipleHandles()");
+    EXPECT_ASSERTION(entity->ownsHandle(&handle), "usb/UsbEntity\\.cpp", "usesMultipleHandles()");
+    EXPECT_ASSERTION(entity->addEventHandle(nullptr, false), "usb/UsbEntity\\.cpp",
+                     "pHandle && *pHandle != ZEBDiscovererNoEventHandle");
+    EXPECT_ASSERTION(entity->addEventHandle(&none, false), "usb/UsbEntity\\.cpp",
+                     "pHandle && *pHandle != ZEBDiscovererNoEventHandle");
+    EXPECT_ASSERTION(entity->UsbEntity::doHandleTimeout(&handle), "usb/UsbEntity\\.cpp", "false");
+}
+
+class AnEntityWithHandles : public AnEntity {
+protected:
+    AnEntityWithHandles() { entity->multipleHandles = true; }
+    int seven = 7, eight = 8;
+};
+
+TEST_F(AnEntityWithHandles, HasNoneOfItsOwn) { EXPECT_EQ(entity->getEventHandle(), nullptr); }
+
+TEST_F(AnEntityWithHandles, RegistersThemWithTheDiscoverer) {
+    EXPECT_FALSE(entity->hasActiveHandles());
+
+    entity->addEventHandle(&seven, true);
+    entity->addEventHandle(&eight, false);
+
+    EXPECT_TRUE(entity->hasActiveHandles());
+    EXPECT_THAT(host.handles(), ElementsAre(std::pair(7, 1), std::pair(8, 0)));
+    entity->removeEventHandle(&seven);
+    EXPECT_THAT(host.handles(), ElementsAre(std::pair(8, 0)));
+    entity->removeEventHandle(&eight);
+    EXPECT_FALSE(entity->hasActiveHandles());
+    EXPECT_THAT(host.callsOf("eventHandlesChanged"), IsEmpty());
+}
+
+TEST_F(AnEntityWithHandles, OwnsThemByPointerAndByDescriptor) {
+    entity->addEventHandle(&seven, false);
+    const int copy = 7, other = 8;
+
+    EXPECT_TRUE(entity->ownsHandle(&seven));
+    EXPECT_TRUE(entity->ownsHandle(&copy));
+    EXPECT_FALSE(entity->ownsHandle(&other));
+    EXPECT_FALSE(entity->ownsHandle(nullptr));
+    entity->removeEventHandle(&seven);
+    EXPECT_FALSE(entity->ownsHandle(&seven));
+}
+
+TEST_F(AnEntityWithHandles, RemovesFromTheDiscovererWhatItDoesNotKnow) {
+    entity->addEventHandle(&seven, false);
+    int same = 7;
+
+    entity->removeEventHandle(&same);
+
+    EXPECT_THAT(host.handles(), IsEmpty());
+    EXPECT_TRUE(entity->hasActiveHandles());
+    entity->removeEventHandle(&seven);
+}
+
+TEST_F(AnEntityWithHandles, SetsTheirTimers) {
+    entity->addEventHandle(&seven, false);
+
+    entity->setTimerForHandle(&seven, 1000000);
+    entity->setTimerForHandle(&seven, -1);
+
+    EXPECT_THAT(host.calls(),
+                ElementsAre(Call{"setTimerForHandle", {host.discoverer, static_cast<void*>(&seven), 1000000}},
+                            Call{"setTimerForHandle", {host.discoverer, static_cast<void*>(&seven), -1}}));
+    entity->removeEventHandle(&seven);
+}
+
+TEST_F(AnEntityWithHandles, StopsTheProcessWhenATimerIsForAStranger) {
+    entity->addEventHandle(&seven, false);
+    int same = 7;
+
+    EXPECT_ASSERTION(entity->setTimerForHandle(&same, 1), "usb/UsbEntity\\.cpp", "false");
+    entity->removeEventHandle(&seven);
+}
+
+TEST_F(AnEntity, GivesItsPublishFlagOnce) {
+    EXPECT_TRUE(entity->takePublishFlag());
+    EXPECT_FALSE(entity->takePublishFlag());
+    EXPECT_EQ(entity->getDevice(), device.get());
+}
+
+TEST_F(AnEntity, HasNoPublishFlagOnceItWasCleared) {
+    entity->clearPublishFlag();
+
+    EXPECT_FALSE(entity->takePublishFlag());
+}
+
+} // namespace

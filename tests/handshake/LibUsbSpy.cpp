@@ -1,6 +1,5 @@
 #include "tests/handshake/LibUsbSpy.h"
 
-#include <cstdarg>
 #include <dlfcn.h>
 #include <libusb.h>
 
@@ -81,12 +80,11 @@ ZEB_SPY int libusb_submit_transfer(libusb_transfer* transfer) {
     return real(&libusb_submit_transfer, "libusb_submit_transfer")(transfer);
 }
 
-// The one option that takes an argument is the log level.
-ZEB_SPY int libusb_set_option(libusb_context* context, libusb_option option, ...) {
-    va_list arguments;
-    va_start(arguments, option);
-    const int value = va_arg(arguments, int);
-    va_end(arguments);
+// Variadic in libusb. The one option with an argument is the log level, an int, which all our targets
+// pass as a named one.
+ZEB_SPY int spyOnSetOption(libusb_context* context, libusb_option option,
+                           int value) __asm__("libusb_set_option");
+ZEB_SPY int spyOnSetOption(libusb_context* context, libusb_option option, int value) {
     LibUsbSpy::instance().options.emplace_back(option, value);
     return real(&libusb_set_option, "libusb_set_option")(context, option, value);
 }

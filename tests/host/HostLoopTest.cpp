@@ -183,5 +183,22 @@ TEST_F(AHost, AsksAgainWhenAThreadSaysThatHandlesChanged) {
     EXPECT_THAT(gCalls.made, ElementsAre("handleSingleEvent"));
 }
 
+TEST_F(AHost, SleepsWhileNothingHappens) {
+    APipe pipe;
+    list(pipe.reader());
+    addEntity(0);
+    Timer end(mLoop, [this] { mLoop.quit(); });
+    end.arm(50000);
+    unsigned waits = 0;
+
+    mLoop.run([&] {
+        mHost.beforeWait();
+        ++waits;
+    });
+
+    // One wait, which the end interrupts.
+    EXPECT_EQ(waits, 2u);
+}
+
 } // namespace
 } // namespace zebhost

@@ -8,7 +8,7 @@ void* gContext = nullptr;
 
 namespace {
 
-void fill(ZEBDiscovererInterface& t) {
+void fillDiscoverer(ZEBDiscovererInterface& t) {
     t.setContext = [](ZEBDiscoverer*, void* context) { gContext = context; };
     t.init = [](ZEBDiscoverer*) { return gCalls.initResult; };
     t.start = [](ZEBDiscoverer* self) { gHost.discovererStarted(gContext, self, 0); };
@@ -34,6 +34,9 @@ void fill(ZEBDiscovererInterface& t) {
         gCalls.made.push_back("removeDevice");
         gCalls.remove();
     };
+}
+
+void fillEntities(ZEBDiscovererInterface& t) {
     t.destroyEntity = [](ZEBDiscoverer*, ZEBDiscovererEntity* entity) { gCalls.destroy(entity); };
     t.fetchEntityValue = [](ZEBDiscoverer*, ZEBDiscovererEntity* entity, char* key,
                             ZEBDiscoverySDKRequest* request) { gCalls.fetch(entity, key, request); };
@@ -43,6 +46,9 @@ void fill(ZEBDiscovererInterface& t) {
         gCalls.made.push_back("handleEntityEvent");
         gCalls.event(gCalls.entityHandle);
     };
+}
+
+void fillHandles(ZEBDiscovererInterface& t) {
     t.handleSingleEvent = [](ZEBDiscoverer*, ZEBDiscovererEventHandle* handle) {
         gCalls.made.push_back("handleSingleEvent");
         gCalls.event(*handle);
@@ -61,7 +67,9 @@ char gDiscoverer;
 } // namespace
 
 ZEBDiscoverer* initialize(ZEBDiscovererInterface* table, size_t, const ZEBDiscovererCallbacks*, size_t) {
-    fill(*table);
+    fillDiscoverer(*table);
+    fillEntities(*table);
+    fillHandles(*table);
     return reinterpret_cast<ZEBDiscoverer*>(&gDiscoverer);
 }
 

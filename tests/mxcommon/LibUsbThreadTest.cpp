@@ -1,5 +1,7 @@
 #include "tests/mxcommon/LibUsbThreadFixture.h"
 
+#include "common/WaitableEvent.h"
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -252,6 +254,23 @@ TEST_P(WithTransfersInFlight, WaitingReturnsAtOnceForATransferItDoesNotHave) {
 
     EXPECT_EQ(busy->callbacks(), 0);
     mpThread.reset();
+}
+
+TEST_P(WithTransfersInFlight, WaitingLastsUntilTheCallbackHasReturned) {
+    std::latch reached(1);
+    std::atomic<bool> returning = false;
+    zebdiscovery::WaitableEvent never(true, false);
+    const auto answered = transfer(kAnswers, [&](OwnTransfer&) {
+        reached.count_down();
+        never.timedWait(30);
+        returning = true;
+    });
+    mpThread->submit(answered->get());
+    reached.wait();
+
+    mpThread->waitForTransfer(answered->get());
+
+    EXPECT_TRUE(returning);
 }
 
 /** Eight threads that each wait for one of the transfers, all waiting when they finish. */

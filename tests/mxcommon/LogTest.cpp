@@ -95,8 +95,21 @@ TEST(ALogStream, SwallowsWhatItsHandlerThrows) {
     EXPECT_NO_THROW(LogStream(&handler, "Usb", 10) << "x");
 }
 
+/** Lets others in between the two halves of what it is given. */
+class YieldingBuffer : public std::stringbuf {
+private:
+    std::streamsize xsputn(const char* text, std::streamsize length) override {
+        const std::streamsize half = length / 2;
+        std::stringbuf::xsputn(text, half);
+        std::this_thread::yield();
+        std::stringbuf::xsputn(text + half, length - half);
+        return length;
+    }
+};
+
 TEST(AnOStreamLogHandler, NeverMixesTheLinesOfItsThreads) {
-    std::ostringstream output;
+    YieldingBuffer buffer;
+    std::ostream output(&buffer);
     OStreamLogHandler handler(&output);
     std::vector<std::thread> threads;
 
@@ -112,7 +125,7 @@ TEST(AnOStreamLogHandler, NeverMixesTheLinesOfItsThreads) {
     }
 
     std::multiset<std::string> texts;
-    std::istringstream lines(output.str());
+    std::istringstream lines(buffer.str());
     for (std::string line; std::getline(lines, line);) {
         texts.insert(line.substr(line.find("] [")));
     }

@@ -207,6 +207,18 @@ TEST(AnEventsMutex, IsUnlockedWhenACallInBetweenFails) {
     }
 }
 
+TEST(AnEventsSet, WakesOneWaiter) {
+    WaitableEvent event(false, false);
+    int signals = 0;
+    {
+        const Failing nothing(kPthreadCondSignal, 0);
+        event.set();
+        signals = state().count[kPthreadCondSignal];
+    }
+
+    EXPECT_EQ(signals, 1);
+}
+
 TEST(AnEventsWait, ReturnsUnsignalledWhenItIsWokenForNoReason) {
     WaitableEvent event(false, false);
     int waits = 0;

@@ -53,6 +53,8 @@ struct State {
     bool hadAttributes = false;
     /** Waits end at once, for no reason. */
     bool wakesSpuriously = false;
+    /** Who the caller is; the real thread while 0. */
+    pthread_t self = 0;
     /** The most bytes that one write takes. */
     size_t writeLimit = 0;
 };

@@ -34,6 +34,34 @@ private:
     std::promise<void> mRunning;
 };
 
+TEST(AJoinedThread, IsNobodyAnyMore) {
+    RecordingLogHandler handler;
+    std::promise<pthread_t> id;
+    class NamingThread : public Thread {
+    public:
+        NamingThread(LogHandler* handler, std::promise<pthread_t>& id) : Thread(handler, "Naming"), mId(id) {}
+
+    private:
+        void run() override { mId.set_value(pthread_self()); }
+
+        std::promise<pthread_t>& mId;
+    } thread(&handler, id);
+    thread.start();
+
+    // Whoever gets the id next is not this thread.
+    const pthread_t reused = id.get_future().get();
+    state().self = reused;
+    const bool before = thread.isCurrentThread();
+    state() = State();
+    thread.join();
+    state().self = reused;
+    const bool after = thread.isCurrentThread();
+    state() = State();
+
+    EXPECT_TRUE(before);
+    EXPECT_FALSE(after);
+}
+
 class IdleListener : public AtThreadExitListener {
 public:
     using AtThreadExitListener::AtThreadExitListener;

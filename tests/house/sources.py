@@ -59,7 +59,9 @@ def files_are_short(root):
 
 
 def functions_are_short(root):
-    paths = sources(root, [*LAYERS, *AROUND], ".h", ".c", ".cpp", ".py")
+    # Not those of tests: a table of all slots, written as a function, is one table and not forty steps.
+    folders = [folder for folder in (*LAYERS, *AROUND) if folder != "tests"]
+    paths = sources(root, folders, ".h", ".c", ".cpp", ".py")
     command = ["ctags", "--output-format=json", "--fields=+ne", "--languages=C,C++,Python",
                "--map-C++=+.h", "--kinds-C=f", "--kinds-C++=f", "--kinds-Python=fm", "-L", "-", "-f", "-"]
     listing = subprocess.run(command, input="\n".join(map(str, paths)), text=True, check=True,

@@ -24,7 +24,13 @@ endif()
 set(ZEB_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=")
 option(ZEB_COVERAGE "Build with coverage counters" OFF)
 
+# A target with the property ZEB_TEST_CODE is built fast rather than to be fast: the code of a test
+# program, which takes more than twice as long with optimisation and full debug information. What is
+# tested is the release build all the same.
+define_property(TARGET PROPERTY ZEB_TEST_CODE BRIEF_DOCS "Code that only tests")
+
 add_library(zeb_options INTERFACE)
+target_compile_options(zeb_options INTERFACE $<$<BOOL:$<TARGET_PROPERTY:ZEB_TEST_CODE>>:-O0 -g1>)
 # Assertion texts and debug information name files of the tree, never a build machine's folders.
 target_compile_options(zeb_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wformat=2 -Wundef
@@ -45,6 +51,7 @@ elseif(ZEB_COVERAGE)
     target_link_options(zeb_options INTERFACE --coverage)
 else()
     # Fortification needs optimisation and would hide calls from the sanitizers.
-    target_compile_options(zeb_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    target_compile_options(zeb_options INTERFACE -U_FORTIFY_SOURCE
+        $<$<NOT:$<BOOL:$<TARGET_PROPERTY:ZEB_TEST_CODE>>>:-D_FORTIFY_SOURCE=2>)
     target_link_options(zeb_options INTERFACE -Wl,-z,text)
 endif()

@@ -48,6 +48,7 @@ function(zeb_add_test name)
     endif()
 
     add_executable(${name} ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES ZEB_TEST_CODE YES)
     if(arg_USBFS)
         # The first library of all, so that its open, ioctl and the like win over the C library's
         # without LD_PRELOAD (which the address sanitizer does not tolerate before itself).

@@ -271,7 +271,7 @@ void throwWithoutMemory(const Thrown& thrown) {
 
 TEST(TheLastResort, AbortsWithALineWhenItCantEvenFormat) {
     EXPECT_DEATH(throwWithoutMemory(kInt),
-                 "^\\[ZEBDiscoverer\\] \\[0\\] Got unknown exception, aborting\\.\\.\\.\n$");
+                 "^\\[ZEBDiscoverer\\] \\[0\\] Got unknown exception, aborting\\.\\.\\.\n");
 }
 
 } // namespace

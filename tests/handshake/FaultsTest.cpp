@@ -111,7 +111,8 @@ using FaultAndTransfer = std::tuple<Row, std::size_t>;
 class AFault : public TestWithParam<FaultAndTransfer> {};
 
 TEST_P(AFault, HasItsOutcome) {
-    const auto& [row, transfer] = GetParam();
+    const Row& row = std::get<0>(GetParam());
+    const std::size_t transfer = std::get<1>(GetParam());
     const Expected& expected = expectedOf(row, transfer);
     const LogLine line = lineOf(expected, transfer);
     Rig rig(phoneThatFails(row.reaction, row.moved, transfer));

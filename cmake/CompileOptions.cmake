@@ -31,12 +31,15 @@ define_property(TARGET PROPERTY ZEB_TEST_CODE BRIEF_DOCS "Code that only tests")
 
 add_library(zeb_options INTERFACE)
 target_compile_options(zeb_options INTERFACE $<$<BOOL:$<TARGET_PROPERTY:ZEB_TEST_CODE>>:-O0 -g1>)
-# Assertion texts and debug information name files of the tree, never a build machine's folders.
+# Assertion texts and debug information name files of the tree, never a build machine's folders, also
+# where a compiler cache turns paths into relative ones.
+file(RELATIVE_PATH ZEB_WAY_TO_SOURCE ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
 target_compile_options(zeb_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wformat=2 -Wundef
     $<$<CXX_COMPILER_ID:GNU>:-Wno-psabi> # g++ 7 changed a convention on ARM; one compiler makes all of ours
     $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
     -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+    -ffile-prefix-map=${ZEB_WAY_TO_SOURCE}=
     $<$<BOOL:${CMAKE_SYSROOT}>:-ffile-prefix-map=${CMAKE_SYSROOT}/=/>
     -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
     -fstack-protector-strong)

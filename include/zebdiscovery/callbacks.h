@@ -102,6 +102,8 @@ typedef struct ZEBDiscovererCallbacks {
     /**
      * 84 [host-thread], multiple mode: arm (µs), fire at once (0) or cancel (-1) the timer of one handle;
      * replaces the one that was armed. handle stays valid until the discoverer no longer lists it.
+     * A timer goes with its handle: once the handle is no longer listed the host forgets the timer, which
+     * nobody cancels, and must not deliver it.
      */
     void (*setTimerForHandle)(void* context, ZEBDiscoverer* discoverer, ZEBDiscovererEventHandle* handle,
                               ZEBDiscoverySDKTimeoutMicroseconds timeout);

@@ -27,6 +27,9 @@ constexpr uint8_t kGetProtocol = 51;
 constexpr uint8_t kSendIdentifier = 52;
 constexpr uint8_t kStartAccessory = 53;
 
+/** What phones are told when there was no memory for a configuration. */
+const AAPConfiguration kDefaults;
+
 const char* propertyOf(const ZEBDeviceInfo& device, uint32_t index) { return device.properties[index]; }
 
 } // namespace
@@ -57,7 +60,7 @@ const AAPUsbEntity::Identifier AAPUsbEntity::kIdentifiers[] = {
 
 AAPUsbEntity::AAPUsbEntity(zebdiscovery::ZEBDiscovererImpl& discoverer, EntityManager& manager,
                            const ZEBDeviceInfo* pDevice, const AAPConfiguration* pConfiguration) :
-    UsbEntity(discoverer, manager, pDevice), mpConfiguration(pConfiguration) {
+    UsbEntity(discoverer, manager, pDevice), mpConfiguration(pConfiguration ? pConfiguration : &kDefaults) {
     ZEB_ASSERT(pDevice->propertiesCount > UsbDeviceProviderDevicePropertyProductId);
     const char* pBusnum = propertyOf(*pDevice, UsbDeviceProviderDevicePropertyBusNumber);
     const char* pDevnum = propertyOf(*pDevice, UsbDeviceProviderDevicePropertyDeviceNumber);
@@ -78,7 +81,10 @@ AAPUsbEntity::AAPUsbEntity(zebdiscovery::ZEBDiscovererImpl& discoverer, EntityMa
 
 AAPUsbEntity::~AAPUsbEntity() {
     // The base stops once more: an entity that goes cancels its timer twice, on purpose.
-    AAPUsbEntity::stop();
+    try {
+        AAPUsbEntity::stop();
+    } catch (...) { // NOLINT(bugprone-empty-catch): only the host's timer is left to throw
+    }
 }
 
 bool AAPUsbEntity::isAapIds(const char* vendor, const char* product) {
@@ -337,10 +343,13 @@ void AAPUsbEntity::closeLibUsb() {
         delete mpLibUsbThread;
         mpLibUsbThread = nullptr;
     } else {
-        removeEventHandle(&mWakeEvent.readFd());
+        removeWakeHandle();
     }
     libusb_exit(mpLibusbCtx);
     mpLibusbCtx = nullptr;
+    // Nothing is left unless a removal has failed.
+    dropEventHandles();
+    mPollFds.clear();
 }
 
 } // namespace zebdiscoverer_usb

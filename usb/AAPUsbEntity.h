@@ -40,7 +40,7 @@ public:
     /** Room for an identification string with its terminator. */
     static constexpr size_t AAP_PROTOCOL_STRING_MAX_LENGTH = 256;
 
-    /** pConfiguration must outlive the entity; null is only survived until the first string is sent. Throws
+    /** pConfiguration must outlive the entity; with null the phone is sent the default strings. Throws
      *  DiscoveryException when there is no pipe to be had. */
     AAPUsbEntity(zebdiscovery::ZEBDiscovererImpl& discoverer, EntityManager& manager,
                  const ZEBDeviceInfo* pDevice, const AAPConfiguration* pConfiguration);
@@ -93,6 +93,7 @@ private:
     bool registerPollFds();
     void addPollFd(int descriptor, short events);
     void removePollFd(int descriptor);
+    void removeWakeHandle() noexcept;
     static void pollFdAdded(int descriptor, short events, void* pEntity);
     static void pollFdRemoved(int descriptor, void* pEntity);
 

@@ -106,6 +106,14 @@ void AAPUsbEntity::pollFdRemoved(int descriptor, void* pEntity) {
     }
 }
 
+void AAPUsbEntity::removeWakeHandle() noexcept {
+    try {
+        removeEventHandle(&mWakeEvent.readFd());
+    } catch (...) {
+        logCurrentException("Unable to remove the wake-up event's handle");
+    }
+}
+
 /** Log the exception that is being handled. Lets nothing out: below are libusb's own frames. */
 void AAPUsbEntity::logCurrentException(const char* what) noexcept {
     try {

@@ -1,5 +1,6 @@
 #include "usb/UsbDiscoverer.h"
 
+#include "common/DiscoveryException.h"
 #include "mxcommon/Assert.h"
 #include "usb/AAPUsbEntity.h"
 #include "usb/DeviceClassification.h"
@@ -10,13 +11,12 @@
 
 namespace zebdiscoverer_usb {
 
+using zebdiscovery::DiscoveryException;
+
 namespace {
 
 /** The host's name for an entity. */
 ZEBDiscovererEntity* toHost(UsbEntity* pEntity) { return reinterpret_cast<ZEBDiscovererEntity*>(pEntity); }
-
-/** And back. */
-UsbEntity& fromHost(ZEBDiscovererEntity* pEntity) { return *reinterpret_cast<UsbEntity*>(pEntity); }
 
 constexpr char kPhoneAddress[] = "192.168.42.129";
 
@@ -50,6 +50,20 @@ void UsbDiscoverer::forEachEntity(const Do& call) {
         call(*pEntity);
         next = mEntities.upper_bound(pEntity);
     }
+}
+
+/** The entity that the host names. */
+UsbEntity& UsbDiscoverer::fromHost(ZEBDiscovererEntity* pEntity) const {
+    UsbEntity* const pOwn = reinterpret_cast<UsbEntity*>(pEntity);
+    if (mWithdrawn.contains(pOwn))
+        throw DiscoveryException("Unknown entity", ZEBDiscoverySDKErrorInvalidParameter);
+    return *pOwn;
+}
+
+/** An entity that could not be started is about to be deleted; the host may have been told of it. */
+UsbEntity* UsbDiscoverer::forget(UsbEntity* pEntity) {
+    mWithdrawn.insert(mEntities.extract(pEntity)); // moved over: there may be no memory
+    return pEntity;
 }
 
 ZEBDiscovererEventHandle* UsbDiscoverer::getEntityEventHandle(ZEBDiscovererEntity* pEntity) {
@@ -188,15 +202,19 @@ void UsbDiscoverer::offerDevice(ZEBDiscovererDeviceProvider* pProvider, const ZE
     UsbEntity* const pEntity = makeEntity(pDevice);
     if (!pEntity)
         return releaseDevice(pProvider, pDevice);
+    mWithdrawn.erase(pEntity);
     try {
         mEntities.insert(pEntity);
         announce(*pEntity);
         pEntity->start();
     } catch (const std::bad_alloc&) {
         // Released before it is deleted, on purpose; the set forgets it first.
-        mEntities.erase(pEntity);
-        const std::unique_ptr<UsbEntity> deletedLast(pEntity);
+        const std::unique_ptr<UsbEntity> deletedLast(forget(pEntity));
         releaseDevice(pProvider, pDevice);
+    } catch (...) {
+        // The barrier releases the device, whose record is not to be read afterwards.
+        delete forget(pEntity);
+        throw;
     }
 }
 

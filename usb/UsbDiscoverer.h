@@ -62,12 +62,17 @@ private:
     UsbEntity* makeEntity(const ZEBDeviceInfo* pDevice);
     void announce(UsbEntity& entity);
     void afterStep(UsbEntity& entity, bool keep);
+    UsbEntity& fromHost(ZEBDiscovererEntity* pEntity) const;
+    UsbEntity* forget(UsbEntity* pEntity);
     UsbEntity& ownerOf(const ZEBDiscovererEventHandle* pHandle);
     template <class Do>
     void forEachEntity(const Do& call);
 
     /** Owned; an entity leaves in destroyEntity and in the destructor, and is deleted there. */
     std::set<UsbEntity*> mEntities;
+    /** Deleted, but perhaps still named by the host, which was told of them before they could not be started.
+     */
+    std::set<UsbEntity*> mWithdrawn;
     /** Null when there was no memory for it. */
     std::unique_ptr<AAPConfiguration> mpConfiguration;
     /** Null until init has succeeded. */

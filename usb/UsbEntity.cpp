@@ -35,7 +35,10 @@ UsbEntity::UsbEntity(zebdiscovery::ZEBDiscovererImpl& discoverer, EntityManager&
     mpPendingKey(nullptr, FreeHostString{&discoverer}) {}
 
 UsbEntity::~UsbEntity() {
-    UsbEntity::stop();
+    try {
+        UsbEntity::stop();
+    } catch (...) { // NOLINT(bugprone-empty-catch): the host would not cancel a timer; the entity goes
+    }
     mpPendingKey.reset();
     mpZebCmd.reset();
 }
@@ -309,8 +312,18 @@ void UsbEntity::addEventHandle(ZEBDiscovererEventHandle* pHandle, bool writeNoti
 
 void UsbEntity::removeEventHandle(ZEBDiscovererEventHandle* pHandle) {
     ZEB_ASSERT(usesMultipleHandles());
-    mHandles.erase(pHandle);
+    // Disowned last: the host must not watch a handle without an owner.
     mManager.removeEventHandle(pHandle);
+    mHandles.erase(pHandle);
+}
+
+void UsbEntity::dropEventHandles() noexcept {
+    for (ZEBDiscovererEventHandle* pHandle : std::exchange(mHandles, {})) {
+        try {
+            mManager.removeEventHandle(pHandle);
+        } catch (...) { // NOLINT(bugprone-empty-catch): it could not be removed before either
+        }
+    }
 }
 
 void UsbEntity::setTimerForHandle(ZEBDiscovererEventHandle* pHandle,

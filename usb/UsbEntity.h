@@ -94,6 +94,8 @@ protected:
     void addEventHandle(ZEBDiscovererEventHandle* pHandle, bool writeNotifications);
     void removeEventHandle(ZEBDiscovererEventHandle* pHandle);
     void setTimerForHandle(ZEBDiscovererEventHandle* pHandle, ZEBDiscoverySDKTimeoutMicroseconds timeout);
+    /** Remove those that could not be removed one by one. */
+    void dropEventHandles() noexcept;
 
     /** Is anything there to wait on? */
     bool hasActiveHandles();

@@ -134,7 +134,9 @@ TEST_F(TheUsbDiscoverer, LeavesOtherExceptionsToTheBarrier) {
 
     ZEBDiscovererEntity* entity = offer(phone);
 
-    EXPECT_THAT(host.calls(), ElementsAre(Call{"addEntity", {host.discoverer, entity}}, released(phone)));
+    // The entity goes with its device, whose record is the provider's again.
+    EXPECT_THAT(host.calls(), ElementsAre(Call{"addEntity", {host.discoverer, entity}},
+                                          Call{"setEntityTimer", {entity, -1}}, released(phone)));
     EXPECT_TRUE(host.hasLogged(10, "ZEBDiscoverer::offerDevice caught exception: host"));
 }
 

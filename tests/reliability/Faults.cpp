@@ -220,13 +220,13 @@ ZEB_HOOK(char*, strdup, (const char* text)) {
     return real_strdup(text);
 }
 // Both of its names: the second is a fortified build's.
-int countedPrint(char** out, const char* format, std::va_list arguments) {
+[[gnu::format(printf, 2, 0)]] int countedPrint(char** out, const char* format, std::va_list arguments) {
     const int length = fails("libusb: asprintf") ? -1 : vasprintf(out, format, arguments);
     gLive += length >= 0 ? 1 : 0;
     return length;
 }
 int (*real_asprintf)(char**, const char*, ...) = nullptr;
-int hook_asprintf(char** out, const char* format, ...) {
+[[gnu::format(printf, 2, 3)]] int hook_asprintf(char** out, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     const int length = countedPrint(out, format, arguments);
@@ -234,7 +234,7 @@ int hook_asprintf(char** out, const char* format, ...) {
     return length;
 }
 int (*real___asprintf_chk)(char**, int, const char*, ...) = nullptr;
-int hook___asprintf_chk(char** out, int, const char* format, ...) {
+[[gnu::format(printf, 3, 4)]] int hook___asprintf_chk(char** out, int, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     const int length = countedPrint(out, format, arguments);

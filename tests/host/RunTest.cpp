@@ -5,9 +5,9 @@
 #include "phones/usbfs/Testbed.h"
 #include "tests/host/Lines.h"
 #include "tests/host/LiveRun.h"
+#include "tests/support/OpenDescriptors.h"
 
 #include <arpa/inet.h>
-#include <filesystem>
 #include <gmock/gmock.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
@@ -185,22 +185,17 @@ TEST(ARun, LeavesOutADeviceWithoutDescriptors) {
     EXPECT_THAT(lines.of("device", "action"), IsEmpty());
 }
 
-size_t openDescriptors() {
-    std::filesystem::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
 TEST(ARun, LeavesNothingOpen) {
     zebphones::Testbed bed;
     bed.plug(zebphones::tetheringPhone(), 1);
     bed.plug(zebphones::accessoryPhone(), 2);
     Lines lines;
     runAWhile(withPlugin(), lines);
-    size_t before = openDescriptors();
+    int before = zebtest::countOpenDescriptors();
 
     runAWhile(withPlugin(), lines);
 
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(zebtest::countOpenDescriptors(), before);
 }
 
 TEST(ARun, EndsWhenNobodyReadsItsLines) {

@@ -1,14 +1,12 @@
 #include "tests/reliability/Resources.h"
 
 #include "tests/reliability/Faults.h"
+#include "tests/support/OpenDescriptors.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <iterator>
 #include <ostream>
 #include <poll.h>
-#include <string>
-#include <sys/socket.h>
 
 namespace zebtest {
 
@@ -16,20 +14,6 @@ namespace {
 
 constexpr int kTurns = 2000;
 constexpr int kStillTurns = 20;
-
-/** The emulated bus talks to its clients over local sockets, and lets go of its ends when it likes. */
-bool isTheBussOwn(const std::filesystem::path& descriptor) {
-    int domain = 0;
-    socklen_t size = sizeof(domain);
-    return getsockopt(std::stoi(descriptor.filename()), SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 &&
-           domain == AF_UNIX;
-}
-
-int countDescriptors() {
-    std::filesystem::directory_iterator all("/proc/self/fd");
-    return static_cast<int>(
-        std::count_if(begin(all), end(all), [](const auto& entry) { return !isTheBussOwn(entry.path()); }));
-}
 
 } // namespace
 
@@ -39,8 +23,7 @@ int countEntries(const char* folder) {
 }
 
 Resources Resources::now() {
-    // Counting opens one more descriptor each time, always the same.
-    return {countDescriptors(), countEntries("/proc/self/task"), Faults::liveBlocks()};
+    return {countOpenDescriptors(), countEntries("/proc/self/task"), Faults::liveBlocks()};
 }
 
 Resources Resources::atRest(const Resources& expected) {

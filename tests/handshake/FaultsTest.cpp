@@ -6,6 +6,8 @@
 #include <cctype>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdexcept>
+#include <utility>
 
 using namespace testing;
 using namespace zebphones;
@@ -314,6 +316,23 @@ TEST(AnInterruptedEventCall, CostsATryAndNotTheHandshake) {
     rig.settle();
 
     EXPECT_EQ(rig.requests(), 4U);
+}
+
+TEST(AHostThatThrowsInsideATransfer, IsLoggedAndNotSeenByLibusb) {
+    const std::pair<std::function<void()>, const char*> rows[] = {
+        {[] { throw std::runtime_error("no timers today"); },
+         "Exception occured in transfer cb: 'no timers today'"},
+        {[] { throw 42; }, "Exception occured in transfer cb: 'unknown exception'"},
+    };
+    for (const auto& [thrown, line] : rows) {
+        Rig rig;
+        rig.host.on["setTimerForHandle"] = thrown;
+
+        rig.offer();
+
+        const std::string expected = line;
+        EXPECT_TRUE(rig.runUntil([&] { return rig.host.hasLogged(10, expected); })) << expected;
+    }
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "tests/support/OpenDescriptors.h"
 
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
@@ -110,6 +111,10 @@ TEST(ARun, SaysWhatIsWrongWithAPlugin) {
         Lines lines;
 
         EXPECT_THAT([&] { run(options, lines.file()); }, ThrowsMessage<std::exception>(HasSubstr(sentence)));
+    }
+    // The loader keeps its last message until its next call. That may be one of the bed's, made while the thread
+    // sanitizer writes a report: there the message must not be freed.
+    while (dlerror() != nullptr) {
     }
 }
 

@@ -58,3 +58,7 @@ else()
         $<$<NOT:$<BOOL:$<TARGET_PROPERTY:ZEB_TEST_CODE>>>:-D_FORTIFY_SOURCE=2>)
     target_link_options(zeb_options INTERFACE -Wl,-z,text)
 endif()
+
+# What ships in the plug-in, so that its link (--gc-sections) can leave out each function that it never calls.
+add_library(zeb_shipped INTERFACE)
+target_compile_options(zeb_shipped INTERFACE -ffunction-sections -fdata-sections)

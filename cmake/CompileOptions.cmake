@@ -17,6 +17,8 @@ set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g")
 
 find_program(ZEB_CCACHE ccache)
 if(ZEB_CCACHE)
+    # What a cache must know of precompiled headers to keep what is compiled with them.
+    set(ZEB_CCACHE env CCACHE_SLOPPINESS=pch_defines,time_macros ${ZEB_CCACHE})
     set(CMAKE_C_COMPILER_LAUNCHER ${ZEB_CCACHE})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${ZEB_CCACHE})
 endif()
@@ -36,6 +38,7 @@ target_compile_options(zeb_options INTERFACE $<$<BOOL:$<TARGET_PROPERTY:ZEB_TEST
 file(RELATIVE_PATH ZEB_WAY_TO_SOURCE ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
 target_compile_options(zeb_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wformat=2 -Wundef
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess> # for the compiler cache
     $<$<CXX_COMPILER_ID:GNU>:-Wno-psabi> # g++ 7 changed a convention on ARM; one compiler makes all of ours
     $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
     -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=

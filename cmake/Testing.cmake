@@ -33,6 +33,16 @@ else()
     message(STATUS "Tests are not built: no GoogleTest source (Debian: googletest)")
 endif()
 
+# Most of the time a test file takes to compile goes into GoogleTest's headers: read once, for all programs.
+# A program and not a library, because all must be compiled alike (-fPIE).
+if(ZEB_HAVE_GOOGLETEST)
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/test-headers.cpp CONTENT "int main() { return 0; }\n")
+    add_executable(zeb-test-headers EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/test-headers.cpp)
+    set_target_properties(zeb-test-headers PROPERTIES ZEB_TEST_CODE YES)
+    target_precompile_headers(zeb-test-headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+    target_link_libraries(zeb-test-headers PRIVATE GTest::gmock zeb_options)
+endif()
+
 pkg_check_modules(UMOCKDEV IMPORTED_TARGET umockdev-1.0 gio-2.0)
 if(ZEB_HAVE_GOOGLETEST AND NOT UMOCKDEV_FOUND)
     message(STATUS "Tests on emulated device nodes are not built: no libumockdev (Debian: libumockdev-dev umockdev)")
@@ -49,6 +59,7 @@ function(zeb_add_test name)
 
     add_executable(${name} ${arg_SOURCES})
     set_target_properties(${name} PROPERTIES ZEB_TEST_CODE YES)
+    target_precompile_headers(${name} REUSE_FROM zeb-test-headers)
     if(arg_USBFS)
         # The first library of all, so that its open, ioctl and the like win over the C library's
         # without LD_PRELOAD (which the address sanitizer does not tolerate before itself).

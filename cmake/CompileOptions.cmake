@@ -32,7 +32,7 @@ option(ZEB_COVERAGE "Build with coverage counters" OFF)
 define_property(TARGET PROPERTY ZEB_TEST_CODE BRIEF_DOCS "Code that only tests")
 
 add_library(zeb_options INTERFACE)
-target_compile_options(zeb_options INTERFACE $<$<BOOL:$<TARGET_PROPERTY:ZEB_TEST_CODE>>:-O0 -g1>)
+target_compile_options(zeb_options INTERFACE $<$<BOOL:$<TARGET_PROPERTY:ZEB_TEST_CODE>>:-O0 -g1 -pthread>)
 # Assertion texts and debug information name files of the tree, never a build machine's folders, also
 # where a compiler cache turns paths into relative ones.
 file(RELATIVE_PATH ZEB_WAY_TO_SOURCE ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})

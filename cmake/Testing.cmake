@@ -1,11 +1,12 @@
 # Test programs. include(Testing) gives:
 #
 #   zeb_add_test(NAME SOURCES file... [LIBS target...] [ARGS word...] [LABELS label...]
-#                [TIMEOUT seconds] [USBFS] [NETNS] [NO_MAIN])
+#                [TIMEOUT seconds] [USBFS] [NETNS] [NO_MAIN] [THREADS])
 #
 # A GoogleTest program, registered with ctest as one test. USBFS puts the emulated device
 # nodes of libumockdev under it; NETNS starts it in a network name space of its own (as root
-# of a user name space, so without privilege); NO_MAIN says that it brings its own main().
+# of a user name space, so without privilege); NO_MAIN says that it brings its own main();
+# THREADS that it has something to show to the thread sanitizer, whose preset builds and runs only those.
 #
 #   ZEB_LAUNCHER   the words before any program of this build, empty when it runs as it is
 #
@@ -48,8 +49,10 @@ if(ZEB_HAVE_GOOGLETEST AND NOT UMOCKDEV_FOUND)
     message(STATUS "Tests on emulated device nodes are not built: no libumockdev (Debian: libumockdev-dev umockdev)")
 endif()
 
+add_custom_target(tests-with-threads)
+
 function(zeb_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "USBFS;NETNS;NO_MAIN" "TIMEOUT" "SOURCES;LIBS;ARGS;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "USBFS;NETNS;NO_MAIN;THREADS" "TIMEOUT" "SOURCES;LIBS;ARGS;LABELS")
     if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES)
         message(FATAL_ERROR "zeb_add_test(${name}): SOURCES missing, or unknown words: ${arg_UNPARSED_ARGUMENTS}")
     endif()
@@ -76,6 +79,10 @@ function(zeb_add_test name)
     if(arg_NETNS)
         # Entered before the program starts: qemu-user has threads and could not do it later.
         set(apart unshare --user --map-root-user --net)
+    endif()
+    if(arg_THREADS)
+        list(APPEND arg_LABELS threads)
+        add_dependencies(tests-with-threads ${name})
     endif()
     add_test(NAME ${name} COMMAND ${apart} ${ZEB_LAUNCHER} $<TARGET_FILE:${name}> ${arg_ARGS})
     if(NOT arg_TIMEOUT)

@@ -86,14 +86,21 @@ Devices::Map::iterator Devices::pluggedAt(const std::string& port) {
     });
 }
 
-void Devices::judge(uint32_t id) {
-    const Known& known = mKnown.at(id);
+InterestEvent Devices::interestIn(const UsbDevice& device) { return ask(device, DeviceRecord(0, device)); }
+
+InterestEvent Devices::ask(const UsbDevice& device, const DeviceRecord& record) {
     char* description = nullptr;
     ZEBDeviceInterestLevel level =
-        mDiscoverer.entry.getDeviceInterest(mDiscoverer.self, provider(), known.record->info(), &description);
+        mDiscoverer.entry.getDeviceInterest(mDiscoverer.self, provider(), record.info(), &description);
     std::string text = mStrings.take(description, "getDeviceInterest").value_or("");
-    mOutput.report(InterestEvent{{known.device.bus, known.device.device}, level, text});
-    if (level < ZEBDeviceInterestNone)
+    return {{device.bus, device.device}, level, text};
+}
+
+void Devices::judge(uint32_t id) {
+    const Known& known = mKnown.at(id);
+    InterestEvent interest = ask(known.device, *known.record);
+    mOutput.report(interest);
+    if (interest.level < ZEBDeviceInterestNone)
         offer(id);
 }
 

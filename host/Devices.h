@@ -32,6 +32,9 @@ public:
     /** What was plugged in at this port has gone. */
     void gone(const std::string& port);
 
+    /** What the plug-in would say of a device; nothing is offered or remembered. */
+    InterestEvent interestIn(const UsbDevice& device);
+
     /** Callback releaseDevice. */
     void released(const ZEBDeviceInfo* device);
 
@@ -60,6 +63,7 @@ private:
     using Map = std::map<uint32_t, Known>;
 
     Map::iterator pluggedAt(const std::string& port);
+    InterestEvent ask(const UsbDevice& device, const DeviceRecord& record);
     void judge(uint32_t id);
     void offer(uint32_t id);
     void forgetIfUnused(Map::iterator entry);

@@ -1,9 +1,7 @@
 #include "host/Output.h"
 
 #include "host/Clock.h"
-
-#include <cstdlib>
-#include <unistd.h>
+#include "host/Terminal.h"
 
 namespace zebhost {
 
@@ -37,9 +35,7 @@ std::string Output::lineFor(const Event& event) const {
 }
 
 Output::Form plainFormFor(std::FILE* file) {
-    const char* noColour = std::getenv("NO_COLOR");
-    bool wanted = noColour == nullptr || *noColour == '\0';
-    return wanted && isatty(fileno(file)) ? Output::Form::Coloured : Output::Form::Plain;
+    return coloursWanted(file) ? Output::Form::Coloured : Output::Form::Plain;
 }
 
 } // namespace zebhost

@@ -1,4 +1,5 @@
 #include "host/Output.h"
+#include "host/Terminal.h"
 
 #include <array>
 #include <cstdio>
@@ -7,28 +8,10 @@
 namespace zebhost {
 namespace {
 
-enum class Colour { None, Good, Notable, Bad, Faint };
-
 struct Line {
     Colour colour;
     std::string text;
 };
-
-/** A device chooses its own texts: none may move the cursor or colour the terminal. Both kinds of
- *  control characters, in UTF-8, become question marks. */
-std::string printable(std::string_view text) {
-    std::string shown(text);
-    unsigned previous = 0;
-    for (char& c : shown) {
-        unsigned byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7f)
-            c = '?';
-        if (previous == 0xc2 && byte >= 0x80 && byte < 0xa0)
-            c = *(&c - 1) = '?';
-        previous = byte;
-    }
-    return shown;
-}
 
 std::string show(const UsbAddress& address) {
     std::array<char, 32> text;
@@ -91,31 +74,13 @@ Line lineFor(const StoppedEvent& e) {
 
 Line lineFor(const ViolationEvent& e) { return {Colour::Bad, "VIOLATION  " + printable(e.text)}; }
 
-const char* sequence(Colour colour) {
-    switch (colour) {
-    case Colour::Good:
-        return "\033[32m";
-    case Colour::Notable:
-        return "\033[1m";
-    case Colour::Bad:
-        return "\033[31m";
-    case Colour::Faint:
-        return "\033[2m";
-    case Colour::None:
-        break;
-    }
-    return "";
-}
-
 } // namespace
 
 std::string plainLine(uint64_t sinceStartUs, const Event& event, bool colours) {
     Line line = std::visit([](const auto& e) { return lineFor(e); }, event);
     std::array<char, 32> time;
     std::snprintf(time.data(), time.size(), "%9.3f  ", static_cast<double>(sinceStartUs) / 1e6);
-    if (!colours || line.colour == Colour::None)
-        return time.data() + line.text;
-    return time.data() + std::string(sequence(line.colour)) + line.text + "\033[0m";
+    return time.data() + painted(std::move(line.text), line.colour, colours);
 }
 
 } // namespace zebhost

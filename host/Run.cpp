@@ -1,5 +1,6 @@
 #include "host/Run.h"
 
+#include "host/Host.h"
 #include "host/Plugin.h"
 #include "host/UsbProvider.h"
 

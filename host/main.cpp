@@ -1,21 +1,24 @@
-#include "host/Loop.h"
-#include "host/Options.h"
+#include "host/commands/CommandLine.h"
 
 #include <csignal>
 #include <cstdio>
 #include <exception>
 
+namespace zebhost {
+namespace {
+
+ExitStatus perform(const ExitNow& exit, std::FILE*) { return exit.status; }
+
+} // namespace
+} // namespace zebhost
+
 int main(int argc, char** argv) {
     using namespace zebhost;
-    auto parsed = parseCommandLine(argc, argv);
-    if (const auto* exit = std::get_if<ExitNow>(&parsed))
-        return exit->status;
-
-    // Before any thread, the plug-in's included. A reader that goes away is noticed at the next line.
-    blockSignals();
+    // A reader that goes away is noticed at the next line.
     std::signal(SIGPIPE, SIG_IGN);
     try {
-        return run(std::get<RunOptions>(parsed), stdout);
+        return std::visit([](const auto& request) { return perform(request, stdout); },
+                          parseCommandLine(argc, argv));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "zebhost: %s\n", error.what());
         return kExitFailed;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/Run.h"
+#include "host/commands/Commands.h"
 
 #include <variant>
 
@@ -8,9 +8,11 @@ namespace zebhost {
 
 /** The program has said all it had to (help, version, or what is wrong) and exits with this. */
 struct ExitNow {
-    int status;
+    ExitStatus status;
 };
 
-std::variant<RunOptions, ExitNow> parseCommandLine(int argc, char** argv);
+using Request = std::variant<ExitNow, RunOptions>;
+
+Request parseCommandLine(int argc, char** argv);
 
 } // namespace zebhost

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "zebdiscovery/types.h"
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zebhost {
+
+/** What both the configuration file and the command line can say. */
+struct Settings {
+    /** Empty: the default plug-in. */
+    std::string plugin;
+    /** Of the plug-in, in the order in which they are set. */
+    std::vector<std::pair<std::string, std::string>> properties;
+    int32_t logLevel = ZEBDiscoveryLogSeverityInfo;
+};
+
+} // namespace zebhost

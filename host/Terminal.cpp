@@ -1,0 +1,53 @@
+#include "host/Terminal.h"
+
+#include <cstdlib>
+#include <unistd.h>
+
+namespace zebhost {
+namespace {
+
+const char* sequence(Colour colour) {
+    switch (colour) {
+    case Colour::Good:
+        return "\033[32m";
+    case Colour::Notable:
+        return "\033[1m";
+    case Colour::Bad:
+        return "\033[31m";
+    case Colour::Faint:
+        return "\033[2m";
+    case Colour::None:
+        break;
+    }
+    return "";
+}
+
+} // namespace
+
+bool coloursWanted(std::FILE* file) {
+    const char* noColour = std::getenv("NO_COLOR");
+    bool wanted = noColour == nullptr || *noColour == '\0';
+    return wanted && isatty(fileno(file));
+}
+
+std::string painted(std::string text, Colour colour, bool colours) {
+    if (!colours || colour == Colour::None)
+        return text;
+    return sequence(colour) + text + "\033[0m";
+}
+
+std::string printable(std::string_view text) {
+    std::string shown(text);
+    unsigned previous = 0;
+    for (char& c : shown) {
+        unsigned byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7f)
+            c = '?';
+        if (previous == 0xc2 && byte >= 0x80 && byte < 0xa0)
+            c = *(&c - 1) = '?';
+        previous = byte;
+    }
+    return shown;
+}
+
+} // namespace zebhost

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace zebhost {
+
+enum class Colour { None, Good, Notable, Bad, Faint };
+
+/** Is the file a terminal, and NO_COLOR not set? */
+bool coloursWanted(std::FILE* file);
+
+/** The text in that colour, or as it is. */
+std::string painted(std::string text, Colour colour, bool colours);
+
+/** A device chooses its own texts: none may move the cursor or colour the terminal. Both kinds of
+ *  control characters, in UTF-8, become question marks. */
+std::string printable(std::string_view text);
+
+} // namespace zebhost

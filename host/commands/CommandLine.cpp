@@ -1,0 +1,128 @@
+#include "host/commands/CommandLine.h"
+
+#include "host/commands/Help.h"
+#include "host/commands/Nearest.h"
+
+#include <CLI/CLI.hpp>
+
+namespace zebhost {
+namespace {
+
+/** "KEY=VALUE"; the value may be empty and may contain more of "=". */
+std::pair<std::string, std::string> splitProperty(const std::string& text) {
+    size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0)
+        throw CLI::ValidationError("--property", "\"" + text + "\" is not KEY=VALUE");
+    return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+const std::map<std::string, int32_t> kLevels = {{"fatal", ZEBDiscoveryLogSeverityFatal},
+                                                {"error", ZEBDiscoveryLogSeverityError},
+                                                {"info", ZEBDiscoveryLogSeverityInfo},
+                                                {"debug", ZEBDiscoveryLogSeverityDebug}};
+
+/** An option that may be given again; each time its text is handed to take. */
+void addRepeatable(CLI::App& command, const char* name, const char* type, const char* description,
+                   std::function<void(const std::string&)> take) {
+    command
+        .add_option_function<std::vector<std::string>>(
+            name,
+            [take = std::move(take)](const std::vector<std::string>& texts) {
+                std::for_each(texts.begin(), texts.end(), take);
+            },
+            description)
+        ->type_name(type)
+        ->type_size(1)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+void addPlugin(CLI::App& command, Settings& settings) {
+    command
+        .add_option("--plugin", settings.plugin,
+                    "The plug-in to load; by default libzebdiscoverer-usb.so beside this program, then in "
+                    "the library path")
+        ->type_name("PATH");
+}
+
+void addPluginSettings(CLI::App& command, Settings& settings) {
+    addPlugin(command, settings);
+    addRepeatable(
+        command, "--property", "KEY=VALUE", "Set a property of the plug-in; may be given again",
+        [&settings](const std::string& text) { settings.properties.push_back(splitProperty(text)); });
+    command
+        .add_option("--log", settings.logLevel, "How much of the plug-in's log: fatal, error, info, debug")
+        ->type_name("LEVEL")
+        ->default_str("info")
+        ->transform(CLI::CheckedTransformer(kLevels, CLI::ignore_case).description(""));
+}
+
+void addJson(CLI::App& command, bool& json) {
+    command.add_flag("--json", json, "One JSON object a line instead of text for people");
+}
+
+/** A command; request becomes its options when it is the one that was given. */
+template <class Options>
+CLI::App& addCommand(CLI::App& app, Request& request, const std::shared_ptr<Options>& options,
+                     const char* name, const char* description, const char* examples) {
+    CLI::App* command = app.add_subcommand(name, description);
+    command->footer(examples);
+    command->callback([&request, options] { request = *options; });
+    return *command;
+}
+
+void addRun(CLI::App& app, Request& request) {
+    auto options = std::make_shared<RunOptions>();
+    CLI::App& run =
+        addCommand(app, request, options, "run", "Drive the plug-in and print what happens", help::kRun);
+    addPluginSettings(run, *options);
+    addJson(run, options->json);
+    run.add_option("--for", options->seconds, "End after so many seconds; by default at Ctrl-C or SIGTERM")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.0, 1e9).description(""));
+}
+
+std::vector<std::string> commandNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands(nullptr))
+        names.push_back(command->get_name());
+    return names;
+}
+
+/** Whether the first word is a command or an option; says what is wrong when it is not. */
+bool namesACommand(const CLI::App& app, int argc, char** argv) {
+    std::vector<std::string> names = commandNames(app);
+    std::string all;
+    for (const std::string& name : names)
+        all += " " + name;
+    std::string word = argc > 1 ? argv[1] : "";
+    if (word.starts_with('-') || std::find(names.begin(), names.end(), word) != names.end())
+        return true;
+    std::string wrong = word.empty() ? "what should it do?" : "there is no command \"" + word + "\".";
+    if (std::optional<std::string> close = nearest(word, names))
+        wrong += " Did you mean \"" + *close + "\"?";
+    std::fprintf(stderr, "zebhost: %s The commands are:%s. \"zebhost --help\" explains them.\n",
+                 wrong.c_str(), all.c_str());
+    return false;
+}
+
+} // namespace
+
+Request parseCommandLine(int argc, char** argv) {
+    Request request;
+    CLI::App app(help::kAbout, "zebhost");
+    app.set_version_flag("--version", "zebhost " ZEBHOST_VERSION);
+    app.require_subcommand(1);
+    app.footer(help::kCommands);
+    addRun(app, request);
+    if (!namesACommand(app, argc, argv))
+        return ExitNow{kExitUsage};
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return ExitNow{app.exit(error) == 0 ? kExitDone : kExitUsage};
+    }
+    return request;
+}
+
+} // namespace zebhost

@@ -1,0 +1,32 @@
+#include "host/commands/Help.h"
+
+namespace zebhost::help {
+
+const char kAbout[] =
+    "zebhost loads a discoverer plug-in and drives it as a device's own host does: it offers it the\n"
+    "USB devices of this machine and prints what it finds.";
+
+const char kCommands[] = R"(Examples:
+  zebhost run                      watch what is plugged in, until Ctrl-C
+  zebhost run --for 30 --json      for half a minute, one JSON object a line
+  zebhost COMMAND --help           what a command can do, with examples
+
+Exit status: 0 ended as asked; 1 could not be done, or the plug-in stopped by itself; 2 wrong command
+line; 3 the plug-in broke its contract (see the lines marked "violation").)";
+
+const char kRun[] = R"(Examples:
+  zebhost run                      watch what is plugged in, until Ctrl-C
+  zebhost run --for 30 --json      for half a minute, one JSON object a line
+  zebhost run --log debug          with everything that the plug-in has to say
+  zebhost run --property aapmodel=Bench --property aapserial=0001
+                                   tell phones another name for this accessory
+  zebhost run --plugin build/asan/libzebdiscoverer-usb.so
+                                   drive another build of the plug-in
+
+A phone that could be switched to accessory mode is asked to. Reading USB devices needs the right
+to open /dev/bus/usb/BUS/DEVICE: run as root, or give your user access by a udev rule.
+
+Exit status: 0 ended as asked; 1 could not run, or the plug-in stopped by itself; 2 wrong command
+line; 3 the plug-in broke its contract (see the lines marked "violation").)";
+
+} // namespace zebhost::help

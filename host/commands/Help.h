@@ -1,0 +1,11 @@
+#pragma once
+
+namespace zebhost::help {
+
+// What --help says beside the options. Each command teaches by example.
+
+extern const char kAbout[];
+extern const char kCommands[];
+extern const char kRun[];
+
+} // namespace zebhost::help

@@ -34,10 +34,13 @@ Plugin::Plugin(const std::string& path) : mLibrary(load(path)) {
 }
 
 std::string defaultPluginPath() {
-    std::error_code noProc;
-    std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", noProc);
-    std::filesystem::path beside = program.replace_filename(kFileName);
-    return !noProc && std::filesystem::exists(beside, noProc) ? beside.string() : kFileName;
+    std::error_code ignored;
+    std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+    for (const auto& place : {folder, (folder / ZEB_PLUGIN_WAY).lexically_normal()}) {
+        if (!folder.empty() && std::filesystem::exists(place / kFileName, ignored))
+            return place / kFileName;
+    }
+    return kFileName;
 }
 
 } // namespace zebhost

@@ -31,7 +31,8 @@ private:
     ZEBDiscovererInitializeFunction mInitialize = nullptr;
 };
 
-/** The plug-in beside this program when there is one, else its bare name. */
+/** The plug-in beside this program (as it is built) or where plug-ins are installed with it, when there is
+ *  one; else its bare name. */
 std::string defaultPluginPath();
 
 } // namespace zebhost

@@ -40,8 +40,8 @@ void addRepeatable(CLI::App& command, const char* name, const char* type, const 
 void addPlugin(CLI::App& command, Settings& settings) {
     command
         .add_option("--plugin", settings.plugin,
-                    "The plug-in to load; by default libzebdiscoverer-usb.so beside this program, then in "
-                    "the library path")
+                    "The plug-in to load; by default libzebdiscoverer-usb.so beside this program, then where "
+                    "it is installed with it, then in the library path")
         ->type_name("PATH");
 }
 

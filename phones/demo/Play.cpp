@@ -24,7 +24,7 @@ constexpr auto kAway = 300ms;
 void showHostLine(const std::string& line) { std::cout << "    zebhost | " << line << std::endl; }
 
 std::vector<std::string> command(const DemoFiles& files, const std::vector<std::string>& more) {
-    std::vector<std::string> all = {files.zebhost, "run", "--plugin", files.plugin};
+    std::vector<std::string> all = {files.zebhost, "run"};
     all.insert(all.end(), more.begin(), more.end());
     return all;
 }

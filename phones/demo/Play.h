@@ -10,10 +10,9 @@
 
 namespace zebphones {
 
-// Where the programs and libraries of the build are.
+// Where the programs and libraries are; zebhost finds its plug-in itself.
 struct DemoFiles {
     std::string zebhost;
-    std::string plugin;
     // What zebhost is started with: colon-separated, for LD_PRELOAD.
     std::string preload;
 };

@@ -26,17 +26,18 @@ void endOnInterrupt() {
         ::sigaction(signal, &action, nullptr);
 }
 
-zebphones::DemoFiles filesBeside(const std::filesystem::path& program) {
+// Beside the program, as they are built, or where they are installed with it.
+zebphones::DemoFiles filesOf(const std::filesystem::path& program) {
     const auto folder = program.parent_path();
-    return {.zebhost = folder / "zebhost",
-            .plugin = folder / "libzebdiscoverer-usb.so",
-            .preload = "libumockdev-preload.so.0:" + (folder / "libzebphones-euidaccess.so").string()};
+    auto library = folder / "libzebphones-euidaccess.so";
+    if (!exists(library))
+        library = folder / ZEB_PLUGIN_WAY / library.filename();
+    return {.zebhost = folder / "zebhost", .preload = "libumockdev-preload.so.0:" + library.string()};
 }
 
 int play(zebphones::NetworkSpace& network, const std::vector<std::string>& hostArguments) {
     const auto begin = std::chrono::steady_clock::now();
-    zebphones::Play(network, filesBeside(std::filesystem::read_symlink("/proc/self/exe")), hostArguments)
-        .run();
+    zebphones::Play(network, filesOf(std::filesystem::read_symlink("/proc/self/exe")), hostArguments).run();
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
     std::printf("\nBoth phones were found, switched and withdrawn as they should, in %.1f seconds.\n",
                 took.count());

@@ -1,35 +1,54 @@
 #include "host/Plugin.h"
 
+#include "host/PluginFile.h"
+
 #include <dlfcn.h>
 #include <filesystem>
+#include <link.h>
 
 namespace zebhost {
 namespace {
 
 constexpr char kFileName[] = "libzebdiscoverer-usb.so";
-constexpr char kEntryFunction[] = "ZEBDiscovererInitialize";
+
+/** A bare name is the loader's to find. */
+bool isBareName(const std::string& path) { return path.find('/') == std::string::npos; }
+
+void refuseFaulty(const std::string& path) {
+    if (std::string fault = inspectPlugin(path).fault; !fault.empty())
+        throw HostError(fault);
+}
 
 void* load(const std::string& path) {
-    std::error_code ignored;
-    if (path.find('/') != std::string::npos && !std::filesystem::exists(path, ignored))
-        throw HostError("there is no plug-in " + path);
+    if (!isBareName(path))
+        refuseFaulty(path);
     void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr)
-        throw HostError("the plug-in can't be loaded: " + std::string(dlerror()));
-    return library;
+    if (library != nullptr)
+        return library;
+    std::string why = dlerror();
+    if (isBareName(path))
+        throw HostError("there is no " + path +
+                        " beside this program, and none that loads in the library path (" + why +
+                        "): name it with --plugin");
+    throw HostError("the plug-in can't be loaded: " + why);
+}
+
+std::string fileOf(void* library) {
+    link_map* map = nullptr;
+    return dlinfo(library, RTLD_DI_LINKMAP, &map) == 0 ? map->l_name : "";
 }
 
 } // namespace
 
 void Plugin::Closer::operator()(void* library) const { dlclose(library); }
 
-Plugin::Plugin(const std::string& path) : mLibrary(load(path)) {
+Plugin::Plugin(const std::string& path) : mLibrary(load(path)), mFile(fileOf(mLibrary.get())) {
+    if (isBareName(path))
+        refuseFaulty(mFile);
     void* entry = dlvsym(mLibrary.get(), kEntryFunction, ZEBDISCOVERER_SYMBOL_VERSION);
-    if (entry == nullptr && dlsym(mLibrary.get(), kEntryFunction) != nullptr)
-        throw HostError(path + " has " + kEntryFunction + ", but not in the version " +
-                        ZEBDISCOVERER_SYMBOL_VERSION + ": it was made for another kind of host");
+    // Only where the file does not show what it exports: else it was refused before.
     if (entry == nullptr)
-        throw HostError(path + " is no discoverer plug-in: it does not export " + kEntryFunction);
+        throw HostError(entryFault(mFile, {}));
     mInitialize = reinterpret_cast<ZEBDiscovererInitializeFunction>(entry);
 }
 

@@ -16,11 +16,14 @@ class HostError : public std::runtime_error {
 /** A loaded plug-in; unloaded when this goes. */
 class Plugin {
 public:
-    /** Throws HostError with its own sentence for each: no such file, not loadable, no entry function,
-     *  an entry function of another version. A name without a slash is looked up in the library path. */
+    /** Throws HostError with its own sentence for each: no such file, a folder, not readable, no ELF file,
+     *  another width, another machine, no shared library, not loadable, no entry function, one without a
+     *  version, one of another version. A name without a slash is looked up in the library path. */
     explicit Plugin(const std::string& path);
 
     ZEBDiscovererInitializeFunction initialize() const { return mInitialize; }
+    /** Where it was found. */
+    const std::string& file() const { return mFile; }
 
 private:
     struct Closer {
@@ -28,6 +31,7 @@ private:
     };
 
     std::unique_ptr<void, Closer> mLibrary;
+    std::string mFile;
     ZEBDiscovererInitializeFunction mInitialize = nullptr;
 };
 

@@ -98,26 +98,6 @@ TEST(ARun, ReportsEveryWayToBreakTheContract) {
     }
 }
 
-TEST(ARun, SaysWhatIsWrongWithAPlugin) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"/no/such/plugin.so", "there is no plug-in /no/such/plugin.so"},
-        {NO_ENTRY_PLUGIN, "is no discoverer plug-in: it does not export ZEBDiscovererInitialize"},
-        {OTHER_VERSION_PLUGIN, "but not in the version DISCOVERY_1.0"},
-        {"/proc/version", "can't be loaded: "},
-    };
-    for (const auto& [path, sentence] : rows) {
-        RunOptions options;
-        options.plugin = path;
-        Lines lines;
-
-        EXPECT_THAT([&] { run(options, lines.file()); }, ThrowsMessage<std::exception>(HasSubstr(sentence)));
-    }
-    // The loader keeps its last message until its next call. That may be one of the bed's, made while the thread
-    // sanitizer writes a report: there the message must not be freed.
-    while (dlerror() != nullptr) {
-    }
-}
-
 TEST(ARun, TellsAPhoneThatWasPluggedBeforeLikeOneThatComesLater) {
     zebphones::Testbed bed;
     bed.plug(zebphones::tetheringPhone());

@@ -1,0 +1,107 @@
+#include "host/PluginFile.h"
+
+#include "zebdiscovery/zebdiscovery.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zebhost {
+namespace {
+
+// A release build with debug information has less than a tenth of it.
+constexpr size_t kMostBytes = 256 * 1024 * 1024;
+
+class File {
+public:
+    explicit File(const std::string& path) : mDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    ~File() {
+        if (mDescriptor >= 0)
+            close(mDescriptor);
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    bool isOpen() const { return mDescriptor >= 0; }
+    bool isFolder() const {
+        struct stat status {};
+        return fstat(mDescriptor, &status) == 0 && S_ISDIR(status.st_mode);
+    }
+    /** None, and errno, when it can't be read. */
+    std::optional<std::string> read() const {
+        std::string all;
+        char chunk[65536];
+        ssize_t length = 0;
+        while (all.size() < kMostBytes && (length = ::read(mDescriptor, chunk, sizeof chunk)) > 0)
+            all.append(chunk, static_cast<size_t>(length));
+        return length < 0 ? std::nullopt : std::optional(std::move(all));
+    }
+
+private:
+    int mDescriptor;
+};
+
+std::string faultOfSystem(const std::string& path, const ElfIdentity& elf) {
+    ElfIdentity own = ownElfIdentity();
+    if (elf.bits != own.bits)
+        return path + " is a " + elf.name() + " plug-in, and this zebhost is a " + own.name() +
+               " program: a process loads its own width only, so use the zebhost that was built with it";
+    if (elf.machine != own.machine || elf.isLittleEndian != own.isLittleEndian)
+        return path + " is made for " + elf.name() + ", and this machine's programs for " + own.name() +
+               ": use the plug-in that was built for this machine";
+    if (!elf.isSharedObject())
+        return path + " is no plug-in: it is an ELF file, but no shared library";
+    return "";
+}
+
+/** What the bytes show; the fault stays empty when they are fine. */
+void look(PluginFile& file, std::string_view bytes) {
+    file.elf = elfIdentity(bytes);
+    if (!file.elf) {
+        file.fault = file.path + " is no plug-in: it is not an ELF file";
+        return;
+    }
+    file.fault = faultOfSystem(file.path, *file.elf);
+    file.entryVersions = exportedVersions(bytes, kEntryFunction);
+    if (file.fault.empty() && file.entryVersions)
+        file.fault = entryFault(file.path, *file.entryVersions);
+}
+
+} // namespace
+
+const char kEntryFunction[] = "ZEBDiscovererInitialize";
+
+PluginFile inspectPlugin(const std::string& path) {
+    PluginFile found;
+    found.path = path;
+    File file(path);
+    std::optional<std::string> bytes;
+    if (!file.isOpen() && (errno == ENOENT || errno == ENOTDIR))
+        found.fault = "there is no plug-in " + path;
+    else if (file.isOpen() && file.isFolder())
+        found.fault = path + " is a folder: name the plug-in's file in it";
+    else if (!file.isOpen() || !(bytes = file.read()))
+        found.fault = "the plug-in " + path + " can't be read: " + std::strerror(errno);
+    else
+        look(found, *bytes);
+    return found;
+}
+
+std::string entryFault(const std::string& path, const std::vector<std::string>& versions) {
+    if (std::find(versions.begin(), versions.end(), ZEBDISCOVERER_SYMBOL_VERSION) != versions.end())
+        return "";
+    if (versions.empty())
+        return path + " is no discoverer plug-in: it does not export " + kEntryFunction;
+    if (versions.front().empty())
+        return path + " exports " + kEntryFunction +
+               " without a version: link it with a version script that " + "gives it " +
+               ZEBDISCOVERER_SYMBOL_VERSION;
+    return path + " has " + kEntryFunction + " in the version " + versions.front() +
+           ", but not in the version " + ZEBDISCOVERER_SYMBOL_VERSION +
+           ": it was made for another kind of host";
+}
+
+} // namespace zebhost

@@ -8,6 +8,9 @@ namespace zebhost {
 struct Discoverer {
     ZEBDiscovererInterface entry{};
     ZEBDiscoverer* self = nullptr;
+
+    /** It has one handle and one timer, instead of an array of handles with a timer each. */
+    bool isSingle() const { return entry.getMultipleEventHandlesEx == nullptr; }
 };
 
 } // namespace zebhost

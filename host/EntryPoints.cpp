@@ -5,6 +5,9 @@
 namespace zebhost {
 
 std::string missingEntryPoints(const ZEBDiscovererInterface& table) {
+    // A discoverer has the slots of its mode; one of neither mode is told what it lacks of the usual one.
+    bool isSingle = table.getEventHandle != nullptr && table.handleEvent != nullptr &&
+                    table.handleTimeout != nullptr && table.getMultipleEventHandlesEx == nullptr;
     const std::pair<const char*, bool> needed[] = {
         {"setContext", table.setContext != nullptr},
         {"getEntityEventHandle", table.getEntityEventHandle != nullptr},
@@ -16,14 +19,14 @@ std::string missingEntryPoints(const ZEBDiscovererInterface& table) {
         {"fetchEntityValue", table.fetchEntityValue != nullptr},
         {"destroyEntity", table.destroyEntity != nullptr},
         {"destroyDiscoverer", table.destroyDiscoverer != nullptr},
-        {"handleSingleEvent", table.handleSingleEvent != nullptr},
-        {"handleTimeoutForEventHandle", table.handleTimeoutForEventHandle != nullptr},
+        {"handleSingleEvent", isSingle || table.handleSingleEvent != nullptr},
+        {"handleTimeoutForEventHandle", isSingle || table.handleTimeoutForEventHandle != nullptr},
         {"init", table.init != nullptr},
         {"deviceProviderStarted", table.deviceProviderStarted != nullptr},
         {"getDeviceInterest", table.getDeviceInterest != nullptr},
         {"offerDevice", table.offerDevice != nullptr},
         {"removeDevice", table.removeDevice != nullptr},
-        {"getMultipleEventHandlesEx", table.getMultipleEventHandlesEx != nullptr},
+        {"getMultipleEventHandlesEx", isSingle || table.getMultipleEventHandlesEx != nullptr},
     };
     std::string missing;
     for (const auto& [name, isThere] : needed) {

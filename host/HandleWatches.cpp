@@ -28,6 +28,12 @@ void HandleWatches::clear() {
 }
 
 void HandleWatches::ask() {
+    if (mDiscoverer.isSingle()) {
+        const ZEBDiscovererEventHandle* handle = mDiscoverer.entry.getEventHandle(mDiscoverer.self);
+        if (handle != nullptr && *handle != ZEBDiscovererNoEventHandle)
+            mWanted.push_back({*handle, EPOLLIN, nullptr});
+        return;
+    }
     int* writeFlags = nullptr;
     ZEBDiscovererEventHandle* handles =
         mDiscoverer.entry.getMultipleEventHandlesEx(mDiscoverer.self, &writeFlags);
@@ -71,6 +77,8 @@ void HandleWatches::ready(const WantedHandle& handle) const {
     int descriptor = handle.descriptor;
     if (handle.entity != nullptr)
         mDiscoverer.entry.handleEntityEvent(mDiscoverer.self, handle.entity);
+    else if (mDiscoverer.isSingle())
+        mDiscoverer.entry.handleEvent(mDiscoverer.self);
     else
         mDiscoverer.entry.handleSingleEvent(mDiscoverer.self, &descriptor);
 }

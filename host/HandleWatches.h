@@ -13,7 +13,7 @@ namespace zebhost {
 struct WantedHandle {
     int descriptor;
     uint32_t events;
-    /** The entity whose own descriptor it is, or null for one of the discoverer's array. */
+    /** The entity whose own descriptor it is, or null for one of the discoverer's own. */
     ZEBDiscovererEntity* entity;
 
     bool operator==(const WantedHandle&) const = default;
@@ -30,10 +30,10 @@ class HandleWatches {
 public:
     HandleWatches(Loop& loop, const Discoverer& discoverer, Output& output);
 
-    /** Ask the plug-in for its handles and add the entities' own. */
+    /** Ask the plug-in for its handles, or its one, and add the entities' own. */
     void refresh(const std::vector<WantedHandle>& entityHandles);
 
-    /** Was the descriptor in the array at the last refresh? */
+    /** Was the descriptor among the discoverer's at the last refresh? */
     bool lists(int descriptor) const;
 
     void clear();

@@ -24,7 +24,8 @@ Host::Host(Loop& loop, Output& output) :
     mEntities(loop, mDiscoverer, output, mStrings),
     mDevices(mDiscoverer, output, mStrings),
     mWatches(loop, mDiscoverer, output),
-    mHandleTimers(loop, mDiscoverer, mWatches, output) {
+    mHandleTimers(loop, mDiscoverer, mWatches, output),
+    mTimer(loop, [this] { mDiscoverer.entry.handleTimeout(mDiscoverer.self); }) {
     // What closes descriptors is followed by a refresh: the next operation may open them again under
     // the same numbers.
     mEntities.onDestroyed([this](uint32_t deviceId) {
@@ -70,6 +71,7 @@ void Host::end() {
     if (mIsStarted && !mHasStopped)
         mDiscoverer.entry.stop(mDiscoverer.self);
     mEntities.destroyAll();
+    mTimer.cancel();
     mHandleTimers.clear();
     mWatches.clear();
     mDiscoverer.entry.destroyDiscoverer(mDiscoverer.self);
@@ -143,6 +145,15 @@ void Host::handlesChanged() {
     // On the host's own thread they are asked for before the next wait anyway.
     if (!isHostThread())
         mLoop.wake();
+}
+
+void Host::setTimer(ZEBDiscoverySDKTimeoutMicroseconds timeout) {
+    if (!mDiscoverer.isSingle())
+        unasked("setTimer");
+    else if (timeout < 0)
+        mTimer.cancel();
+    else
+        mTimer.arm(static_cast<uint64_t>(timeout));
 }
 
 void Host::initialize(ZEBDiscovererInitializeFunction function) {

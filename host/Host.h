@@ -73,6 +73,7 @@ public:
     ZEBDiscoverySDKError subscribe(const char* provider, ZEBDiscovererDeviceProvider** out);
     void unsubscribe(const ZEBDiscovererDeviceProvider* provider);
     void handlesChanged();
+    void setTimer(ZEBDiscoverySDKTimeoutMicroseconds timeout);
     void announce(ZEBDiscovererEntity* entity, bool publish);
     void unasked(const char* callback) {
         mOutput.violation(std::string(callback) + ": nobody asked for this");
@@ -106,6 +107,8 @@ private:
     Devices mDevices;
     HandleWatches mWatches;
     HandleTimers mHandleTimers;
+    /** The one of a discoverer with a single handle. */
+    Timer mTimer;
 };
 
 } // namespace zebhost

@@ -27,6 +27,11 @@ void discovererStopped(void* context, ZEBDiscoverer*, ZEBDiscoverySDKError error
         host->discovererStopped(error);
 }
 
+void setTimer(void* context, ZEBDiscoverer*, ZEBDiscoverySDKTimeoutMicroseconds timeout) noexcept {
+    if (Host* host = checked(context, "setTimer"))
+        host->setTimer(timeout);
+}
+
 void addEntity(void* context, ZEBDiscoverer*, ZEBDiscovererEntity* entity) noexcept {
     if (Host* host = checked(context, "addEntity"))
         host->announce(entity, true);
@@ -142,12 +147,12 @@ void freeProtocolString(char*) noexcept {
 }
 
 // fillUtils is absent on purpose: this host lends no parser and no generator, and the record
-// that nobody fills stays zeroed, which is how a discoverer learns that. The single-handle timer
-// is absent because such discoverers are not driven here.
+// that nobody fills stays zeroed, which is how a discoverer learns that.
 constexpr ZEBDiscovererCallbacks makeCallbacks() {
     ZEBDiscovererCallbacks table{};
     table.discovererStarted = discovererStarted;
     table.discovererStopped = discovererStopped;
+    table.setTimer = setTimer;
     table.addEntity = addEntity;
     table.setEntityTimer = setEntityTimer;
     table.entityLost = entityLost;

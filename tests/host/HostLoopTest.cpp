@@ -1,4 +1,5 @@
 #include "host/Clock.h"
+#include "host/EntryPoints.h"
 #include "tests/host/TestHost.h"
 
 #include <sys/eventfd.h>
@@ -198,6 +199,65 @@ TEST_F(AHost, SleepsWhileNothingHappens) {
 
     // One wait, which the end interrupts.
     EXPECT_EQ(waits, 2u);
+}
+
+TEST_F(AHostOfOneHandle, TellsThatItIsReadable) {
+    APipe pipe;
+    gCalls.singleHandle = pipe.reader();
+    gCalls.event = [&](int) { mLoop.quit(); };
+    ASSERT_EQ(write(pipe.writer(), "x", 1), 1);
+
+    runUntilQuit();
+
+    EXPECT_THAT(gCalls.made, ElementsAre("handleEvent"));
+}
+
+TEST_F(AHostOfOneHandle, WaitsWithoutAHandle) {
+    runFor(5000);
+
+    EXPECT_THAT(gCalls.made, IsEmpty());
+    EXPECT_THAT(mLines.violations(), IsEmpty());
+}
+
+TEST_F(AHostOfOneHandle, TellsThatItsTimerExpired) {
+    uint64_t begin = monotonicMicroseconds();
+    gHost.setTimer(gContext, nullptr, 3000);
+    gCalls.timeout = [&] { mLoop.quit(); };
+
+    runUntilQuit();
+
+    EXPECT_GE(monotonicMicroseconds() - begin, 3000u);
+    EXPECT_THAT(gCalls.made, ElementsAre("handleTimeout"));
+}
+
+TEST_F(AHostOfOneHandle, ForgetsATimerThatIsCancelled) {
+    gHost.setTimer(gContext, nullptr, 0);
+    gHost.setTimer(gContext, nullptr, ZEBDiscoverySDKTimeoutCancel);
+
+    runFor(5000);
+
+    EXPECT_THAT(gCalls.made, IsEmpty());
+}
+
+TEST_F(AHost, HasNoTimerForADiscovererOfManyHandles) {
+    gHost.setTimer(gContext, nullptr, 1000);
+
+    runFor(5000);
+
+    EXPECT_THAT(mLines.violations(), ElementsAre("setTimer: nobody asked for this"));
+}
+
+TEST(AHostsEntryPoints, AreThoseOfOneModeAtLeast) {
+    ZEBDiscovererInterface table{};
+    EXPECT_THAT(missingEntryPoints(table), HasSubstr("setContext"));
+    EXPECT_THAT(missingEntryPoints(table), HasSubstr("getMultipleEventHandlesEx"));
+
+    table.getEventHandle = [](ZEBDiscoverer*) -> ZEBDiscovererEventHandle* { return nullptr; };
+    table.handleEvent = [](ZEBDiscoverer*) {};
+    EXPECT_THAT(missingEntryPoints(table), HasSubstr("handleSingleEvent"));
+    table.handleTimeout = [](ZEBDiscoverer*) {};
+    EXPECT_THAT(missingEntryPoints(table), AllOf(HasSubstr("setContext"), Not(HasSubstr("handleSingleEvent")),
+                                                 Not(HasSubstr("getMultipleEventHandlesEx"))));
 }
 
 } // namespace

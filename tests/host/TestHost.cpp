@@ -62,6 +62,18 @@ void fillHandles(ZEBDiscovererInterface& t) {
     };
 }
 
+void fillSingleHandle(ZEBDiscovererInterface& t) {
+    t.getEventHandle = [](ZEBDiscoverer*) { return &gCalls.singleHandle; };
+    t.handleEvent = [](ZEBDiscoverer*) {
+        gCalls.made.push_back("handleEvent");
+        gCalls.event(gCalls.singleHandle);
+    };
+    t.handleTimeout = [](ZEBDiscoverer*) {
+        gCalls.made.push_back("handleTimeout");
+        gCalls.timeout();
+    };
+}
+
 char gDiscoverer;
 
 } // namespace
@@ -69,7 +81,7 @@ char gDiscoverer;
 ZEBDiscoverer* initialize(ZEBDiscovererInterface* table, size_t, const ZEBDiscovererCallbacks*, size_t) {
     fillDiscoverer(*table);
     fillEntities(*table);
-    fillHandles(*table);
+    gCalls.isSingle ? fillSingleHandle(*table) : fillHandles(*table);
     return reinterpret_cast<ZEBDiscoverer*>(&gDiscoverer);
 }
 

@@ -25,6 +25,10 @@ struct Calls {
     std::function<void(int)> handleTimeout = [](int) {};
     std::function<void(int)> event = [](int) {};
     ZEBDeviceInterestLevel interest = 15;
+    /** One handle and one timer, in the place of the array. */
+    bool isSingle = false;
+    ZEBDiscovererEventHandle singleHandle = ZEBDiscovererNoEventHandle;
+    std::function<void()> timeout = [] {};
     ZEBDiscoverySDKError initResult = ZEBDiscoverySDKErrorNone;
 };
 
@@ -52,8 +56,9 @@ private:
 
 class AHost : public ::testing::Test {
 protected:
-    AHost() {
+    explicit AHost(bool isSingle = false) {
         gCalls = Calls();
+        gCalls.isSingle = isSingle;
         gCalls.fetch = [](ZEBDiscovererEntity* entity, char* key, ZEBDiscoverySDKRequest* request) {
             gHost.fetchComplete(gContext, entity, key, request, 0, gHost.allocString("value", -1));
         };
@@ -84,6 +89,11 @@ protected:
     Loop mLoop;
     Host mHost{mLoop, mOutput};
     char mEntities[4] = {};
+};
+
+class AHostOfOneHandle : public AHost {
+protected:
+    AHostOfOneHandle() : AHost(true) {}
 };
 
 } // namespace zebhost

@@ -82,6 +82,18 @@ void addRun(CLI::App& app, Request& request) {
         ->check(CLI::Range(0.0, 1e9).description(""));
 }
 
+void addDoctor(CLI::App& app, Request& request) {
+    auto options = std::make_shared<DoctorOptions>();
+    CLI::App& doctor = addCommand(app, request, options, "doctor",
+                                  "Look for what keeps this machine from finding phones", help::kDoctor);
+    addPlugin(doctor, *options);
+    addJson(doctor, options->json);
+    doctor.add_option("--root", options->root, "Look at the system whose files are below this folder")
+        ->type_name("FOLDER")
+        ->default_str("/")
+        ->check(CLI::ExistingDirectory.description(""));
+}
+
 std::vector<std::string> commandNames(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::App* command : app.get_subcommands(nullptr))
@@ -115,6 +127,7 @@ Request parseCommandLine(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer(help::kCommands);
     addRun(app, request);
+    addDoctor(app, request);
     if (!namesACommand(app, argc, argv))
         return ExitNow{kExitUsage};
     try {

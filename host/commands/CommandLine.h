@@ -11,7 +11,7 @@ struct ExitNow {
     ExitStatus status;
 };
 
-using Request = std::variant<ExitNow, RunOptions>;
+using Request = std::variant<ExitNow, RunOptions, DoctorOptions>;
 
 Request parseCommandLine(int argc, char** argv);
 

@@ -2,14 +2,23 @@
 
 #include "host/ExitStatus.h"
 #include "host/Run.h"
+#include "host/Settings.h"
 
 #include <cstdio>
+#include <string>
 
 namespace zebhost {
 
 // What each command was asked to do, and its doing. All but run end by themselves. They write to out,
 // and throw HostError with a sentence when they can't do what was asked.
 
+struct DoctorOptions : Settings {
+    bool json = false;
+    /** A folder that stands for the system's "/". */
+    std::string root = "/";
+};
+
 ExitStatus perform(const RunOptions& options, std::FILE* out);
+ExitStatus perform(const DoctorOptions& options, std::FILE* out);
 
 } // namespace zebhost

@@ -9,6 +9,7 @@ const char kAbout[] =
 const char kCommands[] = R"(Examples:
   zebhost run                      watch what is plugged in, until Ctrl-C
   zebhost run --for 30 --json      for half a minute, one JSON object a line
+  zebhost doctor                   why does this machine find no phone?
   zebhost COMMAND --help           what a command can do, with examples
 
 Exit status: 0 ended as asked; 1 could not be done, or the plug-in stopped by itself; 2 wrong command
@@ -28,5 +29,16 @@ to open /dev/bus/usb/BUS/DEVICE: run as root, or give your user access by a udev
 
 Exit status: 0 ended as asked; 1 could not run, or the plug-in stopped by itself; 2 wrong command
 line; 3 the plug-in broke its contract (see the lines marked "violation").)";
+
+const char kDoctor[] = R"(Examples:
+  zebhost doctor                   what is fine, what is not, and what to do next
+  zebhost doctor --json            one finding a line, for programs
+  zebhost doctor --plugin ./libzebdiscoverer-usb.so
+                                   will this plug-in load?
+
+Looks at device nodes, udev, the kernel's drivers for tethering, other programs that open phones,
+libusb and the plug-in. No device is asked anything.
+
+Exit status: 0 no problem (there may be warnings); 1 at least one problem; 2 wrong command line.)";
 
 } // namespace zebhost::help

@@ -7,5 +7,6 @@ namespace zebhost::help {
 extern const char kAbout[];
 extern const char kCommands[];
 extern const char kRun[];
+extern const char kDoctor[];
 
 } // namespace zebhost::help

@@ -1,6 +1,8 @@
 // The program as it is started from a shell.
 #include <array>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <string>
 #include <sys/wait.h>
@@ -44,6 +46,11 @@ const Row kRows[] = {
     {"run --log loud", 2, "loud"},
     {"run --property nothing", 2, "\"nothing\" is not KEY=VALUE"},
     {"run --property =value", 2, "is not KEY=VALUE"},
+    {"doctor --help", 0, "Exit status: 0 no problem"},
+    {"doctor --root /no/such", 2, "/no/such"},
+    {"doctor --plugin /no/such.so", 1, "there is no plug-in /no/such.so"},
+    {"doctor --plugin /no/such.so --json", 1,
+     "\"level\":\"problem\",\"text\":\"there is no plug-in /no/such.so\""},
     {"run --plugin /no/such.so", 1, "zebhost: there is no plug-in /no/such.so"},
     {"run --plugin " TEST_PLUGIN " --property strange=1", 1, "does not take the property \"strange\""},
     {"run --plugin " TEST_PLUGIN " --for 0.05 --json", 0, "\"event\":\"stopped\""},
@@ -77,6 +84,17 @@ TEST(TheCommand, EndsWithSuccessWhenItIsTerminated) {
         zebhost("run --plugin " TEST_PLUGIN " --json & sleep 0.3; kill $!; wait $!; echo status $?").output;
 
     EXPECT_THAT(output, AllOf(HasSubstr("\"event\":\"stopped\""), HasSubstr("status 0")));
+}
+
+TEST(TheCommand, FindsNoProblemOnAMachineWithoutOne) {
+    char root[] = "/tmp/machine.XXXXXX";
+    std::filesystem::create_directories(std::string(mkdtemp(root)) + "/dev/bus/usb");
+
+    Result result = zebhost("doctor --plugin " TEST_PLUGIN " --root " + std::string(root));
+
+    std::filesystem::remove_all(root);
+    EXPECT_THAT(result.output, HasSubstr("\n0 problems, "));
+    EXPECT_EQ(result.status, 0);
 }
 
 TEST(TheCommand, IsNotColouredInAPipe) {

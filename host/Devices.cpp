@@ -98,9 +98,19 @@ InterestEvent Devices::ask(const UsbDevice& device, const DeviceRecord& record) 
 
 void Devices::judge(uint32_t id) {
     const Known& known = mKnown.at(id);
-    InterestEvent interest = ask(known.device, *known.record);
+    const UsbDevice& device = known.device;
+    Verdict verdict = zebhost::judge(device, mPolicy);
+    mOutput.report(VerdictEvent{{device.bus, device.device},
+                                device.port,
+                                verdict.isOffered,
+                                mPolicy.dryRun,
+                                verdict.rule,
+                                verdict.reason});
+    if (!verdict.isOffered)
+        return;
+    InterestEvent interest = ask(device, *known.record);
     mOutput.report(interest);
-    if (interest.level < ZEBDeviceInterestNone)
+    if (interest.level < ZEBDeviceInterestNone && !mPolicy.dryRun)
         offer(id);
 }
 
@@ -122,8 +132,12 @@ void Devices::forgetIfUnused(Map::iterator entry) {
 }
 
 void Devices::report(const char* action, const UsbDevice& device) {
-    mOutput.report(DeviceEvent{
-        action, {device.bus, device.device}, device.vendorId(), device.productId(), device.name()});
+    mOutput.report(DeviceEvent{action,
+                               {device.bus, device.device},
+                               device.vendorId(),
+                               device.productId(),
+                               device.name(),
+                               device.port});
 }
 
 } // namespace zebhost

@@ -3,6 +3,7 @@
 #include "host/DeviceRecord.h"
 #include "host/Discoverer.h"
 #include "host/Output.h"
+#include "host/Policy.h"
 #include "host/Strings.h"
 
 #include <functional>
@@ -12,8 +13,8 @@
 namespace zebhost {
 
 /**
- * The devices that are plugged, and what the plug-in has of them. Every one is offered to the
- * plug-in if it wants it.
+ * The devices that are plugged, and what the plug-in has of them. Those that the policy lets
+ * through are offered to the plug-in if it wants them; it hears nothing of any other.
  *
  * A record lives until its device is unplugged, the plug-in has released it and none of its
  * entities is left: an entity may read the record until it is destroyed.
@@ -21,6 +22,9 @@ namespace zebhost {
 class Devices {
 public:
     Devices(const Discoverer& discoverer, Output& output, Strings& strings);
+
+    /** For what is seen from now on. */
+    void setPolicy(PolicySettings settings) { mPolicy = std::move(settings); }
 
     /** Called when the plug-in has been told that a device has gone, before anything else is offered. */
     void onRemoved(std::function<void()> handler) { mOnRemoved = std::move(handler); }
@@ -72,6 +76,7 @@ private:
     const Discoverer& mDiscoverer;
     Output& mOutput;
     Strings& mStrings;
+    PolicySettings mPolicy;
     std::function<void()> mOnRemoved = [] {};
     Map mKnown;
     uint32_t mLastId = 0;

@@ -20,6 +20,28 @@ struct DeviceEvent {
     std::string vendor;
     std::string product;
     std::string name;
+    /** The kernel's name for the place it is plugged in. */
+    std::string port;
+};
+
+/** What the policy says of a device that was plugged or has changed. */
+struct VerdictEvent {
+    UsbAddress address;
+    std::string port;
+    bool offered;
+    /** In a dry run nothing is offered, whatever the verdict. */
+    bool dryRun;
+    const char* rule;
+    std::string reason;
+};
+
+/** The host has something to say that a user can act on. topic is a name for programs. */
+struct AdviceEvent {
+    const char* topic;
+    /** 0/0 and empty when it is about no device. */
+    UsbAddress address;
+    std::string port;
+    std::string text;
 };
 
 /** How much the plug-in wants a device, and its code for why. */
@@ -64,7 +86,7 @@ struct ViolationEvent {
 };
 
 /** What a run tells. The names of these and their members are also those of the JSON lines. */
-using Event = std::variant<DeviceEvent, InterestEvent, EntityEvent, ValueEvent, LogEvent, StartedEvent,
-                           StoppedEvent, ViolationEvent>;
+using Event = std::variant<DeviceEvent, VerdictEvent, AdviceEvent, InterestEvent, EntityEvent, ValueEvent,
+                           LogEvent, StartedEvent, StoppedEvent, ViolationEvent>;
 
 } // namespace zebhost

@@ -20,6 +20,25 @@ void put(Json& line, const DeviceEvent& e) {
     line["vendor"] = e.vendor;
     line["product"] = e.product;
     line["name"] = e.name;
+    line["port"] = e.port;
+}
+
+void put(Json& line, const VerdictEvent& e) {
+    line["event"] = "verdict";
+    put(line, e.address);
+    line["port"] = e.port;
+    line["offered"] = e.offered;
+    line["dry_run"] = e.dryRun;
+    line["rule"] = e.rule;
+    line["reason"] = e.reason;
+}
+
+void put(Json& line, const AdviceEvent& e) {
+    line["event"] = "advice";
+    line["topic"] = e.topic;
+    put(line, e.address);
+    line["port"] = e.port;
+    line["text"] = e.text;
 }
 
 void put(Json& line, const InterestEvent& e) {

@@ -36,6 +36,22 @@ Line lineFor(const DeviceEvent& e) {
                                  e.vendor + ":" + e.product + "  " + printable(e.name)};
 }
 
+const char* outcome(const VerdictEvent& e) {
+    if (e.dryRun)
+        return e.offered ? "would be offered" : "would be withheld";
+    return e.offered ? "offered" : "withheld";
+}
+
+Line lineFor(const VerdictEvent& e) {
+    return {e.offered ? Colour::None : Colour::Faint, "verdict    " + show(e.address) + "  " + outcome(e) +
+                                                          " (" + e.rule + "): " + printable(e.reason)};
+}
+
+Line lineFor(const AdviceEvent& e) {
+    std::string where = e.port.empty() ? "" : show(e.address) + "  ";
+    return {Colour::Notable, "advice     " + where + printable(e.text)};
+}
+
 Line lineFor(const InterestEvent& e) {
     if (e.level >= 100)
         return {Colour::Faint, "interest   " + show(e.address) + "  none"};

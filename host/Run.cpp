@@ -7,6 +7,10 @@
 namespace zebhost {
 namespace {
 
+constexpr char kOfferAllWarning[] = "with --offer-all the plug-in asks nearly every device whether it is a "
+                                    "phone; keyboards, mice, MIDI cables "
+                                    "and dongles may fail until they are replugged";
+
 /** Stops the discoverer and unloads in order, also when the run ends with an exception. */
 class Ending {
 public:
@@ -61,6 +65,9 @@ ExitStatus run(const RunOptions& options, std::FILE* out) {
     Loop loop;
     Host host(loop, output);
     host.setLogLevel(options.logLevel);
+    host.devices().setPolicy(options.policy);
+    if (options.policy.offerAll)
+        output.report(AdviceEvent{"offer-all", {}, "", kOfferAllWarning});
     {
         Plugin plugin(options.plugin.empty() ? defaultPluginPath() : options.plugin);
         drive(options, plugin, loop, host, output);

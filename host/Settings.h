@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/Policy.h"
 #include "zebdiscovery/types.h"
 
 #include <cstdint>
@@ -16,6 +17,7 @@ struct Settings {
     /** Of the plug-in, in the order in which they are set. */
     std::vector<std::pair<std::string, std::string>> properties;
     int32_t logLevel = ZEBDiscoveryLogSeverityInfo;
+    PolicySettings policy;
 };
 
 } // namespace zebhost

@@ -57,6 +57,29 @@ void addPluginSettings(CLI::App& command, Settings& settings) {
         ->transform(CLI::CheckedTransformer(kLevels, CLI::ignore_case).description(""));
 }
 
+IdPattern idPattern(const char* option, const std::string& text) {
+    if (std::optional<IdPattern> pattern = parseIdPattern(text))
+        return *pattern;
+    throw CLI::ValidationError(option, "\"" + text + "\" is not VID or VID:PID, as in 18d1:4ee7");
+}
+
+void addPolicy(CLI::App& command, PolicySettings& policy) {
+    addRepeatable(command, "--allow", "VID[:PID]",
+                  "Offer these devices, whatever they look like; may be given again",
+                  [&policy](const std::string& text) { policy.allow.push_back(idPattern("--allow", text)); });
+    addRepeatable(command, "--deny", "VID[:PID]",
+                  "Never offer these, whatever else allows them; may be given again",
+                  [&policy](const std::string& text) { policy.deny.push_back(idPattern("--deny", text)); });
+    addRepeatable(command, "--allow-port", "PORT",
+                  "Offer whatever is plugged in there (named as in /sys/bus/usb/devices: 1-1.2)",
+                  [&policy](const std::string& text) { policy.allowPorts.push_back(text); });
+    command.add_flag("--switch-tethers", policy.switchTethers,
+                     "Offer phones that tether by NCM, ECM or RNDIS 239/4/1 too: it ends their network");
+    command.add_flag("--offer-all", policy.offerAll,
+                     "Offer everything but hubs. Careful: being asked can upset what is no phone");
+    command.add_flag("--dry-run", policy.dryRun, "Say what would be offered and why; offer nothing");
+}
+
 void addJson(CLI::App& command, bool& json) {
     command.add_flag("--json", json, "One JSON object a line instead of text for people");
 }
@@ -76,6 +99,7 @@ void addRun(CLI::App& app, Request& request) {
     CLI::App& run =
         addCommand(app, request, options, "run", "Drive the plug-in and print what happens", help::kRun);
     addPluginSettings(run, *options);
+    addPolicy(run, options->policy);
     addJson(run, options->json);
     run.add_option("--for", options->seconds, "End after so many seconds; by default at Ctrl-C or SIGTERM")
         ->type_name("SECONDS")

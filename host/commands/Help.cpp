@@ -21,10 +21,14 @@ const char kRun[] = R"(Examples:
   zebhost run --log debug          with everything that the plug-in has to say
   zebhost run --property aapmodel=Bench --property aapserial=0001
                                    tell phones another name for this accessory
+  zebhost run --dry-run            what would be offered to the plug-in, and why
+  zebhost run --allow 1209:0001 --deny 18d1
+                                   offer this device too, and nothing of that vendor
   zebhost run --plugin build/asan/libzebdiscoverer-usb.so
                                    drive another build of the plug-in
 
-A phone that could be switched to accessory mode is asked to. Reading USB devices needs the right
+Only what shows a phone's interfaces is offered, unless an option says otherwise. A phone that can
+be switched to accessory mode is asked to. Reading USB devices needs the right
 to open /dev/bus/usb/BUS/DEVICE: run as root, or give your user access by a udev rule.
 
 Exit status: 0 ended as asked; 1 could not run, or the plug-in stopped by itself; 2 wrong command

@@ -51,6 +51,13 @@ const Row kRows[] = {
     {"doctor --plugin /no/such.so", 1, "there is no plug-in /no/such.so"},
     {"doctor --plugin /no/such.so --json", 1,
      "\"level\":\"problem\",\"text\":\"there is no plug-in /no/such.so\""},
+    {"run --allow phone", 2, "--allow: \"phone\" is not VID or VID:PID, as in 18d1:4ee7"},
+    {"run --deny 18d1:", 2, "--deny: \"18d1:\" is not VID or VID:PID"},
+    {"run --plugin " TEST_PLUGIN " --for 0.05 --allow 18d1 --allow 1209:1 --deny 4e8 --allow-port 1-1 "
+     "--switch-tethers --dry-run",
+     0, "stopped"},
+    {"run --plugin " TEST_PLUGIN " --for 0.05 --offer-all", 0,
+     "advice     with --offer-all the plug-in asks"},
     {"run --plugin /no/such.so", 1, "zebhost: there is no plug-in /no/such.so"},
     {"run --plugin " TEST_PLUGIN " --property strange=1", 1, "does not take the property \"strange\""},
     {"run --plugin " TEST_PLUGIN " --for 0.05 --json", 0, "\"event\":\"stopped\""},

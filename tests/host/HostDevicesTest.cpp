@@ -36,16 +36,38 @@ TEST_F(AHost, KeepsADeviceThatIsNotWanted) {
 }
 
 TEST_F(AHost, JudgesADeviceAgainWhenItsConfigurationWasChosen) {
-    gCalls.interest = 100;
     mHost.devices().seen(phone(4, 0));
     mHost.devices().seen(phone(4, 0));
-    gCalls.interest = 15;
 
     mHost.devices().seen(phone(4, 1));
 
     EXPECT_THAT(mLines.of("device", "action"), ElementsAre("add"));
-    EXPECT_THAT(mLines.of("interest", "level"), ElementsAre("100", "15"));
+    EXPECT_THAT(mLines.of("verdict", "rule"), ElementsAre("no-active-interface", "phone-mtp"));
     EXPECT_THAT(gCalls.made, ElementsAre("offerDevice"));
+}
+
+TEST_F(AHost, TellsThePluginNothingOfAStranger) {
+    UsbDevice mouse = phone(4);
+    mouse.descriptors.configurations = {{1, {UsbInterface{3, 1, 2, 0}}}};
+
+    mHost.devices().seen(mouse);
+    mHost.devices().gone("1-1");
+
+    EXPECT_THAT(mLines.of("verdict", "rule"), ElementsAre("hid"));
+    EXPECT_THAT(mLines.of("interest", "level"), IsEmpty());
+    EXPECT_THAT(gCalls.made, IsEmpty());
+}
+
+TEST_F(AHost, OffersNothingInADryRun) {
+    mHost.devices().setPolicy({.dryRun = true});
+
+    mHost.devices().seen(phone(4));
+    mHost.devices().gone("1-1");
+
+    EXPECT_THAT(mLines.of("verdict", "offered"), ElementsAre("true"));
+    EXPECT_THAT(mLines.of("verdict", "dry_run"), ElementsAre("true"));
+    EXPECT_THAT(mLines.of("interest", "level"), ElementsAre("15"));
+    EXPECT_THAT(gCalls.made, IsEmpty());
 }
 
 TEST_F(AHost, LeavesADeviceThatIsHeldAsItIs) {

@@ -97,5 +97,5 @@ function(zeb_add_test name)
     # scripts/test counts the single tests in the results. The emulated nodes live in TMPDIR, in a socket
     # whose name may have 107 characters.
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
-        "GTEST_OUTPUT=json:${CMAKE_BINARY_DIR}/results/${name}.json;TMPDIR=/tmp;TSAN_OPTIONS=${tsan};UBSAN_OPTIONS=print_stacktrace=1")
+        "GTEST_OUTPUT=json:${CMAKE_BINARY_DIR}/results/${name}.json;TMPDIR=/tmp;ZEBPHONES_MODELS=${PROJECT_SOURCE_DIR}/phones/models;TSAN_OPTIONS=${tsan};UBSAN_OPTIONS=print_stacktrace=1")
 endfunction()

@@ -86,6 +86,10 @@ struct PhoneDescription {
     bool stallsEmptyStrings = false;
     // Every answer takes this long.
     std::chrono::milliseconds delay{0};
+    // Off the bus for so long when it switches.
+    std::chrono::milliseconds away{100};
+    // In accessory mode for so long, then it falls back; absent: it stays.
+    std::optional<std::chrono::milliseconds> reverts{};
     std::vector<Fault> faults{};
 };
 

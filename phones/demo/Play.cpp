@@ -1,6 +1,6 @@
 #include "phones/demo/Play.h"
 
-#include "phones/Phones.h"
+#include "phones/Catalogue.h"
 
 #include <chrono>
 #include <iostream>
@@ -64,7 +64,7 @@ void Play::start() {
 void Play::tetheringPhoneComes() {
     tell("A phone with USB tethering switched on is plugged in. The plug-in knows it by its\n"
          "   interfaces and waits for the network interface it brings.");
-    mBed.plug(tetheringPhone(), kTetherPort);
+    mBed.plug(loadPhone("rndis"), kTetherPort);
     expect("\"103\"", "a tethering phone is recognised");
 
     tell(std::string("The system gives the phone's link the address ") + kLinkAddress +
@@ -74,7 +74,7 @@ void Play::tetheringPhoneComes() {
 }
 
 void Play::accessoryPhoneComes() {
-    const PhoneDescription phone = accessoryPhone();
+    const PhoneDescription phone = loadPhone("accessory");
     tell("A second phone is plugged in (" + ids(phone.normal) +
          "). The plug-in asks whether it can become an\n   accessory's phone, introduces itself, and one "
          "second later tells it to switch.");

@@ -1,7 +1,7 @@
 // functionfs-phone CONTROLLER: an accessory phone, plugged into that USB device
 // controller of this kernel (such as dummy_udc.0) until SIGTERM or SIGINT. What it was
 // asked goes to standard output.
-#include "phones/Phones.h"
+#include "phones/Catalogue.h"
 #include "phones/functionfs/GadgetPhone.h"
 
 #include <sys/signalfd.h>
@@ -31,7 +31,7 @@ int main(int argc, char** argv) {
     }
     try {
         const int stopFd = stopSignals();
-        zebphones::GadgetPhone(zebphones::accessoryPhone(), argv[1], stdout).run(stopFd);
+        zebphones::GadgetPhone(zebphones::loadPhone("accessory"), argv[1], stdout).run(stopFd);
         return 0;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "functionfs-phone: %s\n", e.what());

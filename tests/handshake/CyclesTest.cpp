@@ -1,6 +1,6 @@
 // Load, plug, shake hands, unplug, unload, over and over: nothing may stay behind.
+#include "phones/Catalogue.h"
 #include "phones/DeviceRecord.h"
-#include "phones/Phones.h"
 #include "phones/usbfs/Testbed.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/PluginUnderTest.h"
@@ -73,16 +73,16 @@ void turnUntil(FakeHost& host, const std::function<bool()>& condition) {
 }
 
 // Even cycles end with the phone switched, odd ones with it pulled in mid-transfer.
-void cycle(Testbed& bed, bool switched) {
+void cycle(Testbed& bed, const PhoneDescription& accessory, bool switched) {
     PluginUnderTest plugin;
     FakeHost host;
     host.initialize(plugin.initialize());
     host.bringUp();
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = accessory;
     if (!switched)
         description.faults = {{.request = kSendString, .index = 3, .reaction = Reaction::Unplug}};
     const auto phone = bed.plug(std::move(description));
-    const zebphones::DeviceRecord record(accessoryPhone().normal, phone->bus(), phone->address(), 1);
+    const zebphones::DeviceRecord record(accessory.normal, phone->bus(), phone->address(), 1);
 
     host.entry.offerDevice(host.discoverer, host.provider, record.get());
     if (switched) {
@@ -102,20 +102,21 @@ void cycle(Testbed& bed, bool switched) {
 }
 
 TEST(ThePlugin, ZEB_CYCLES) {
+    const PhoneDescription accessory = loadPhone("accessory");
     Testbed bed;
     for (int i = 0; i < kDeviceNumbers; ++i) {
-        bed.plug(accessoryPhone());
+        bed.plug(accessory);
         bed.unplug(1);
     }
     for (int i = 0; i < kWarmUp; ++i)
-        cycle(bed, i % 2 == 0);
+        cycle(bed, accessory, i % 2 == 0);
     const Held before = heldAtRest();
 
     // What each cycle loses grows in every round; glib's own stores grow in some.
     std::ptrdiff_t leastGrowth = PTRDIFF_MAX;
     std::ptrdiff_t bytes = before.bytes;
     for (int i = 1; i <= kCycles; ++i) {
-        ASSERT_NO_FATAL_FAILURE(cycle(bed, i % 2 == 0));
+        ASSERT_NO_FATAL_FAILURE(cycle(bed, accessory, i % 2 == 0));
         if (i % (kCycles / kRounds) != 0)
             continue;
         const std::ptrdiff_t now = heldAtRest().bytes;

@@ -91,7 +91,7 @@ TEST_P(AtAnyMoment, DestroyingTheDiscovererEndsAll) {
 INSTANTIATE_TEST_SUITE_P(OfTheHandshake, AtAnyMoment, Range(0, kAllSent + 1));
 
 TEST(AnIdleEntity, CancelsItsTimerExactlyTwiceWhenDeleted) {
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = loadPhone("accessory");
     description.normal = description.accessory;
     Rig rig(description);
     rig.offer();
@@ -116,7 +116,7 @@ TEST(ARemovedDevice, IsReportedLostEachTimeUntilItIsDestroyed) {
 }
 
 TEST(ALostEntity, MayBeDestroyedFromInsideTheCall) {
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = loadPhone("accessory");
     description.faults = {{.request = kGetProtocol, .reaction = Reaction::Stall}};
     Rig rig(description);
     rig.host.on["entityLost"] = [&] { rig.host.destroyEntity(rig.host.entities().front()); };
@@ -129,7 +129,7 @@ TEST(ALostEntity, MayBeDestroyedFromInsideTheCall) {
 }
 
 TEST(AFailedEntity, StopsCleanly) {
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = loadPhone("accessory");
     description.faults = {{.request = kSendString, .index = 1, .reaction = Reaction::BusError}};
     Rig rig(description);
     rig.offer();

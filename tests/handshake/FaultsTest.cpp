@@ -84,7 +84,7 @@ LogLine lineOf(const Expected& expected, std::size_t transfer) {
 }
 
 PhoneDescription phoneThatFails(Reaction reaction, std::size_t moved, std::size_t transfer) {
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = loadPhone("accessory");
     description.faults = {{.request = kTransfers[transfer].request,
                            .index = kTransfers[transfer].index,
                            .reaction = reaction,
@@ -238,7 +238,7 @@ TEST(APhoneWithoutTheProtocol, IsLostAtOnceAndOnlyOnce) {
 }
 
 TEST(APhoneOfVersionZero, IsLostWithAnErrorLine) {
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = loadPhone("accessory");
     description.protocolVersion = 0;
     Rig rig(description);
 
@@ -250,7 +250,7 @@ TEST(APhoneOfVersionZero, IsLostWithAnErrorLine) {
 
 TEST(APhoneOfAnyOtherVersion, IsSwitched) {
     for (const int version : {1, 2, 0x0100, 0xffff}) {
-        PhoneDescription description = accessoryPhone();
+        PhoneDescription description = loadPhone("accessory");
         description.protocolVersion = static_cast<std::uint16_t>(version);
         Rig rig(description);
 

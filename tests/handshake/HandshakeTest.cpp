@@ -136,7 +136,7 @@ TEST(APhoneToBeSwitched, GoesAndComesBackAsAnAccessory) {
     rig.removeDevice();
     rig.host.destroyEntity(rig.entity);
     rig.host.takeCalls();
-    const DeviceRecord accessory(zebphones::accessoryPhone().accessory, rig.phone->bus(),
+    const DeviceRecord accessory(zebphones::loadPhone("accessory").accessory, rig.phone->bus(),
                                  rig.phone->address(), 2);
     rig.host.entry.offerDevice(rig.host.discoverer, rig.host.provider, accessory.get());
     ZEBDiscovererEntity* entity = rig.host.entities().back();
@@ -154,7 +154,7 @@ TEST(APhoneToBeSwitched, GoesAndComesBackAsAnAccessory) {
 }
 
 TEST(APhoneInAccessoryMode, IsPublishedAfterOneSecondAndAskedNothing) {
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = loadPhone("accessory");
     description.normal = description.accessory;
     Rig rig(description);
 
@@ -170,7 +170,7 @@ TEST(APhoneInAccessoryMode, IsPublishedAfterOneSecondAndAskedNothing) {
 }
 
 TEST(ATetheringPhone, IsClaimedAndAskedNothing) {
-    Rig rig(tetheringPhone());
+    Rig rig(loadPhone("rndis"));
 
     EXPECT_EQ(interestOf(rig), "15/103");
     rig.offer();
@@ -179,7 +179,7 @@ TEST(ATetheringPhone, IsClaimedAndAskedNothing) {
 }
 
 TEST(ASlowPhone, IsSwitchedAllTheSame) {
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = loadPhone("accessory");
     description.delay = std::chrono::milliseconds(30);
     Rig rig(description);
 
@@ -192,8 +192,8 @@ TEST(ASlowPhone, IsSwitchedAllTheSame) {
 
 TEST(TwoPhones, AreSwitchedSideBySide) {
     Rig rig;
-    const auto other = rig.bed.plug(accessoryPhone(), 2);
-    const DeviceRecord record(accessoryPhone().normal, other->bus(), other->address(), 7);
+    const auto other = rig.bed.plug(loadPhone("accessory"), 2);
+    const DeviceRecord record(loadPhone("accessory").normal, other->bus(), other->address(), 7);
     rig.offer();
     rig.host.entry.offerDevice(rig.host.discoverer, rig.host.provider, record.get());
 

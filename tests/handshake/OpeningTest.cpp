@@ -76,7 +76,7 @@ TEST(ADeviceNode, ThatIsMissingEndsTheEntityWithoutAnError) {
 
 TEST(ADevice, ThatLibusbDoesNotListIsNotLookedFor) {
     Rig rig;
-    rig.record = std::make_unique<zebphones::DeviceRecord>(accessoryPhone().normal, 1, 99, 3);
+    rig.record = std::make_unique<zebphones::DeviceRecord>(loadPhone("accessory").normal, 1, 99, 3);
 
     rig.offer();
 
@@ -169,7 +169,7 @@ TEST(TheIdentification, MayBeEmpty) {
 }
 
 TEST(TheIdentification, IsStalledWhenEmptyByAPhoneThatDoesItInUserSpace) {
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = loadPhone("accessory");
     description.stallsEmptyStrings = true;
     Rig rig(description);
     set(rig, "aapmodel", "");

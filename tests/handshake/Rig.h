@@ -1,7 +1,7 @@
 #pragma once
 
+#include "phones/Catalogue.h"
 #include "phones/DeviceRecord.h"
-#include "phones/Phones.h"
 #include "phones/usbfs/Testbed.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/PluginUnderTest.h"
@@ -31,7 +31,7 @@ extern const std::vector<std::string> kDefaultStrings;
  */
 class Rig {
 public:
-    explicit Rig(zebphones::PhoneDescription description = zebphones::accessoryPhone());
+    explicit Rig(zebphones::PhoneDescription description = zebphones::loadPhone("accessory"));
     ~Rig();
 
     /** Offer the phone; the entity that was made of it, or null. */

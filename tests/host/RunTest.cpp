@@ -1,6 +1,6 @@
 // Whole runs, on an emulated USB bus: of the plug-in itself, and of one made to break the contract.
 #include "host/Loop.h"
-#include "phones/Phones.h"
+#include "phones/Catalogue.h"
 #include "phones/usbfs/SysfsEntry.h"
 #include "phones/usbfs/Testbed.h"
 #include "tests/host/Lines.h"
@@ -45,7 +45,7 @@ TEST(ARun, TellsTheWholeStoryOfAPhone) {
     LiveRun run(withTestPlugin(""));
     run.waitFor({{"event", "started"}});
 
-    bed.plug(zebphones::tetheringPhone());
+    bed.plug(zebphones::loadPhone("rndis"));
     nlohmann::json device = run.waitFor({{"event", "device"}});
     run.waitFor({{"event", "value"}, {"key", "zebcmd"}, {"value", "zebcmd:v=1;t=TEST"}});
     bed.unplug(1);
@@ -86,7 +86,7 @@ const Misbehaviour kMisbehaviours[] = {
 
 TEST(ARun, ReportsEveryWayToBreakTheContract) {
     zebphones::Testbed bed;
-    bed.plug(zebphones::tetheringPhone());
+    bed.plug(zebphones::loadPhone("rndis"));
     for (const Misbehaviour& row : kMisbehaviours) {
         Lines lines;
 
@@ -100,7 +100,7 @@ TEST(ARun, ReportsEveryWayToBreakTheContract) {
 
 TEST(ARun, TellsAPhoneThatWasPluggedBeforeLikeOneThatComesLater) {
     zebphones::Testbed bed;
-    bed.plug(zebphones::tetheringPhone());
+    bed.plug(zebphones::loadPhone("rndis"));
     LiveRun before(withTestPlugin(""));
     before.waitFor({{"event", "value"}, {"key", "zebcmd"}});
     before.end();
@@ -108,7 +108,7 @@ TEST(ARun, TellsAPhoneThatWasPluggedBeforeLikeOneThatComesLater) {
 
     LiveRun after(withTestPlugin(""));
     after.waitFor({{"event", "log"}, {"text", "handle event"}});
-    bed.plug(zebphones::tetheringPhone());
+    bed.plug(zebphones::loadPhone("rndis"));
     after.waitFor({{"event", "value"}, {"key", "zebcmd"}});
     after.end();
 
@@ -122,8 +122,8 @@ TEST(ARun, TellsAPhoneThatWasPluggedBeforeLikeOneThatComesLater) {
 
 TEST(ARun, LeavesHubsAlone) {
     zebphones::Testbed bed;
-    bed.plug(zebphones::hub(), 1);
-    bed.plug(zebphones::tetheringPhone(), 2);
+    bed.plug(zebphones::loadPhone("hub"), 1);
+    bed.plug(zebphones::loadPhone("rndis"), 2);
     LiveRun run(withTestPlugin(""));
 
     run.waitFor({{"event", "value"}, {"key", "zebcmd"}});
@@ -185,7 +185,7 @@ std::string withoutConfiguration(std::string entry) {
 TEST(ARun, JudgesAPhoneAgainWhenTheKernelHasChosenItsConfiguration) {
     const char* path = "/sys/devices/pci0000:00/usb1/1-1";
     std::string entry =
-        zebphones::sysfsEntry("/devices/pci0000:00/usb1/1-1", zebphones::tetheringPhone().normal, 1, 4);
+        zebphones::sysfsEntry("/devices/pci0000:00/usb1/1-1", zebphones::loadPhone("rndis").normal, 1, 4);
     zebphones::GObjectPtr<UMockdevTestbed> bed(umockdev_testbed_new());
     LiveRun run(withTestPlugin(""));
     run.waitFor({{"event", "started"}});
@@ -205,7 +205,7 @@ TEST(ARun, JudgesAPhoneAgainWhenTheKernelHasChosenItsConfiguration) {
 TEST(ARun, LeavesOutADeviceWithoutDescriptors) {
     zebphones::GObjectPtr<UMockdevTestbed> bed(umockdev_testbed_new());
     std::string entry =
-        zebphones::sysfsEntry("/devices/pci0000:00/usb1/1-1", zebphones::tetheringPhone().normal, 1, 4);
+        zebphones::sysfsEntry("/devices/pci0000:00/usb1/1-1", zebphones::loadPhone("rndis").normal, 1, 4);
     entry.erase(entry.find("H: descriptors"));
     umockdev_testbed_add_from_string(bed.get(), entry.c_str(), nullptr);
     Lines lines;
@@ -217,8 +217,8 @@ TEST(ARun, LeavesOutADeviceWithoutDescriptors) {
 
 TEST(ARun, LeavesNothingOpen) {
     zebphones::Testbed bed;
-    bed.plug(zebphones::tetheringPhone(), 1);
-    bed.plug(zebphones::accessoryPhone(), 2);
+    bed.plug(zebphones::loadPhone("rndis"), 1);
+    bed.plug(zebphones::loadPhone("accessory"), 2);
     Lines lines;
     runAWhile(withPlugin(), lines);
     int before = zebtest::countOpenDescriptors();
@@ -256,7 +256,7 @@ TEST(ThePlugin, FindsATetheringPhone) {
     LiveRun run(withPlugin());
     run.waitFor({{"event", "started"}});
 
-    bed.plug(zebphones::tetheringPhone());
+    bed.plug(zebphones::loadPhone("rndis"));
     run.waitFor({{"event", "interest"}, {"level", 15}, {"description", "103"}});
     run.waitFor({{"event", "value"}, {"key", "zebcmd"}, {"value", "zebcmd:v=1;t=USBAND"}});
     bed.unplug(1);
@@ -269,7 +269,7 @@ TEST(ThePlugin, FindsATetheringPhone) {
 
 TEST(ThePlugin, SwitchesAPhoneToAccessoryMode) {
     zebphones::Testbed bed;
-    auto phone = bed.plug(zebphones::accessoryPhone());
+    auto phone = bed.plug(zebphones::loadPhone("accessory"));
     RunOptions options = withPlugin();
     options.properties = {{"aapmodel", "Bench"}};
     LiveRun run(options);
@@ -293,7 +293,7 @@ TEST(ThePlugin, SwitchesAPhoneToAccessoryMode) {
 
 TEST(ThePlugin, EndsCleanlyInTheMiddleOfAHandShake) {
     zebphones::Testbed bed;
-    auto phone = bed.plug(zebphones::accessoryPhone());
+    auto phone = bed.plug(zebphones::loadPhone("accessory"));
     phone->hold(true);
     LiveRun run(withPlugin());
 

@@ -1,6 +1,6 @@
 #include "phones/functionfs/FunctionFsDescriptors.h"
 
-#include "phones/Phones.h"
+#include "phones/Catalogue.h"
 
 #include <gmock/gmock.h>
 
@@ -28,7 +28,7 @@ TEST(FunctionFsDescriptors, FrameAnAccessoryFaceForFullAndHighSpeed) {
 }
 
 TEST(FunctionFsDescriptors, CountAssociationsInterfacesAndEndpoints) {
-    const Bytes bytes = zebphones::functionFsDescriptors(zebphones::tetheringPhone().normal);
+    const Bytes bytes = zebphones::functionFsDescriptors(zebphones::loadPhone("rndis").normal);
 
     // One association, two interfaces, three endpoints.
     EXPECT_EQ(bytes.at(12), 6);

@@ -1,6 +1,6 @@
 // Two threads that write one number without a lock, beside an emulated phone: the
 // thread sanitizer must still report it, with all the suppressions of the tests.
-#include "phones/Phones.h"
+#include "phones/Catalogue.h"
 #include "phones/usbfs/Testbed.h"
 
 #include <thread>
@@ -19,7 +19,7 @@ void addUp() {
 
 int main() {
     zebphones::Testbed bed;
-    bed.plug(zebphones::accessoryPhone());
+    bed.plug(zebphones::loadPhone("accessory"));
     std::thread other(addUp);
     addUp();
     other.join();

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "common/LibUsbThread.h"
-#include "phones/Phones.h"
+#include "phones/Catalogue.h"
 #include "phones/usbfs/Testbed.h"
 
 #include <gtest/gtest.h>
@@ -81,7 +81,7 @@ protected:
 
     static zebphones::PhoneDescription phone() {
         using zebphones::Reaction;
-        zebphones::PhoneDescription description = zebphones::accessoryPhone();
+        zebphones::PhoneDescription description = zebphones::loadPhone("accessory");
         const auto treat = [&](Treatment treatment, Reaction reaction) {
             description.faults.push_back(
                 {.request = zebphones::kSendString, .index = treatment, .reaction = reaction});

@@ -1,6 +1,6 @@
 #include "phones/PhoneModel.h"
 
-#include "phones/Phones.h"
+#include "phones/Catalogue.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ TEST(ASetupPacket, ReadsItsWordsLowByteFirst) {
 }
 
 TEST(APhone, AnswersFiftyOneWithItsVersionLowByteFirst) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
 
     const Response response = phone.answer(kAskVersion, {});
 
@@ -39,7 +39,7 @@ TEST(APhone, AnswersFiftyOneWithItsVersionLowByteFirst) {
 }
 
 TEST(APhone, KeepsTheSixStringsUntilTheVersionIsAskedAgain) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
     phone.answer(kAskVersion, {});
     for (std::uint16_t i = 0; i < kStringCount; ++i)
         EXPECT_EQ(send(phone, i, "text" + std::to_string(i)).moved, 5U);
@@ -51,14 +51,14 @@ TEST(APhone, KeepsTheSixStringsUntilTheVersionIsAskedAgain) {
 }
 
 TEST(APhone, TakesAnIndexBeyondTheSixthAndDropsTheString) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
 
     EXPECT_EQ(send(phone, 6, "seventh").reaction, Reaction::Answer);
 }
 
 TEST(APhone, TakesAnEmptyStringUnlessItsProtocolRunsInUserSpace) {
-    PhoneModel kernel(accessoryPhone());
-    PhoneDescription description = accessoryPhone();
+    PhoneModel kernel(loadPhone("accessory"));
+    PhoneDescription description = loadPhone("accessory");
     description.stallsEmptyStrings = true;
     PhoneModel userSpace(description);
 
@@ -68,7 +68,7 @@ TEST(APhone, TakesAnEmptyStringUnlessItsProtocolRunsInUserSpace) {
 }
 
 TEST(APhone, ShowsItsAccessoryFaceOnceItHasReappeared) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
     phone.answer(kStart, {});
     EXPECT_TRUE(phone.switchRequested());
     EXPECT_EQ(phone.face().product, 0x4ee2);
@@ -80,7 +80,7 @@ TEST(APhone, ShowsItsAccessoryFaceOnceItHasReappeared) {
 }
 
 TEST(APhone, RecordsWhatItWasSentInOrder) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
 
     send(phone, 3, "v1");
     phone.answer(kStart, {});
@@ -92,7 +92,7 @@ TEST(APhone, RecordsWhatItWasSentInOrder) {
 }
 
 TEST(AFaultRow, MattersOnlyToItsRequestAndIndex) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
     phone.setFaults({{.request = kSendString, .index = 2, .reaction = Reaction::Stall}});
 
     EXPECT_EQ(send(phone, 1, "a").reaction, Reaction::Answer);
@@ -101,7 +101,7 @@ TEST(AFaultRow, MattersOnlyToItsRequestAndIndex) {
 }
 
 TEST(AFaultRow, CutsAnAnswerShort) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
     phone.setFaults({{.request = kGetProtocol, .reaction = Reaction::Short, .moved = 1},
                      {.request = kSendString, .reaction = Reaction::Short, .moved = 3}});
 
@@ -110,14 +110,14 @@ TEST(AFaultRow, CutsAnAnswerShort) {
 }
 
 TEST(AFaultRow, MovesNothingWhenThePhoneStaysSilent) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
     phone.setFaults({{.request = kSendString, .reaction = Reaction::Silent}});
 
     EXPECT_EQ(send(phone, 0, "abcdef").moved, 0U);
 }
 
 TEST(AFaultRow, KeepsARefusedRequestFromThePhone) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
     phone.setFaults({{.request = kStartAccessory, .reaction = Reaction::RefusedNoDevice}});
 
     EXPECT_EQ(phone.answer(kStart, {}).reaction, Reaction::RefusedNoDevice);
@@ -126,7 +126,7 @@ TEST(AFaultRow, KeepsARefusedRequestFromThePhone) {
 }
 
 TEST(APhone, ForeseesItsAnswerWithoutActingOnIt) {
-    PhoneModel phone(accessoryPhone());
+    PhoneModel phone(loadPhone("accessory"));
 
     EXPECT_EQ(phone.foresee(kStart).reaction, Reaction::Answer);
     EXPECT_FALSE(phone.switchRequested());
@@ -134,7 +134,8 @@ TEST(APhone, ForeseesItsAnswerWithoutActingOnIt) {
 }
 
 TEST(AStranger, StallsEverythingAndStillRecordsIt) {
-    for (const PhoneDescription& description : {mouse(), hub(), storageStick()}) {
+    for (const PhoneDescription& description :
+         {loadPhone("mouse"), loadPhone("hub"), loadPhone("storage-stick")}) {
         PhoneModel stranger(description);
 
         EXPECT_EQ(stranger.answer(kAskVersion, {}).reaction, Reaction::Stall) << description.name;
@@ -143,7 +144,7 @@ TEST(AStranger, StallsEverythingAndStillRecordsIt) {
 }
 
 TEST(AFace, BecomesTheBytesOfTheBus) {
-    const auto all = descriptors(tetheringPhone().normal);
+    const auto all = descriptors(loadPhone("rndis").normal);
 
     const std::vector<std::uint8_t> device = {18,   1,    0,    2, 0, 0, 0, 64, 0xd1,
                                               0x18, 0xe3, 0x4e, 0, 1, 1, 2, 3,  1};

@@ -1,5 +1,5 @@
 // The bed itself, driven by the real libusb: what a fault of the script becomes there.
-#include "phones/Phones.h"
+#include "phones/Catalogue.h"
 #include "phones/usbfs/Testbed.h"
 
 #include <gmock/gmock.h>
@@ -100,7 +100,7 @@ const Row kRows[] = {
 TEST(AFaultOnTheBed, ReachesLibusbAsItsStatusAndLength) {
     Testbed bed;
     for (const Row& row : kRows) {
-        PhoneDescription description = accessoryPhone();
+        PhoneDescription description = loadPhone("accessory");
         description.faults = {{.request = kGetProtocol, .reaction = row.reaction, .moved = row.moved}};
         const auto phone = bed.plug(description);
         Client client(*phone);
@@ -118,7 +118,7 @@ TEST(AFaultOnTheBed, ReachesLibusbAsItsStatusAndLength) {
 
 TEST(APhoneOnTheBed, HandsOverItsVersion) {
     Testbed bed;
-    const auto phone = bed.plug(accessoryPhone());
+    const auto phone = bed.plug(loadPhone("accessory"));
     Client client(*phone);
 
     client.submit(500);
@@ -130,7 +130,7 @@ TEST(APhoneOnTheBed, HandsOverItsVersion) {
 
 TEST(APhoneOnTheBed, AnswersHeldRequestsOnlyWhenTold) {
     Testbed bed;
-    const auto phone = bed.plug(accessoryPhone());
+    const auto phone = bed.plug(loadPhone("accessory"));
     Client client(*phone);
     phone->hold(true);
 
@@ -147,7 +147,7 @@ TEST(APhoneOnTheBed, AnswersHeldRequestsOnlyWhenTold) {
 
 TEST(APhoneOnTheBed, LetsTheHostCancelWhatIsPending) {
     Testbed bed;
-    const auto phone = bed.plug(accessoryPhone());
+    const auto phone = bed.plug(loadPhone("accessory"));
     Client client(*phone);
     phone->hold(true);
     client.submit(0);
@@ -160,7 +160,7 @@ TEST(APhoneOnTheBed, LetsTheHostCancelWhatIsPending) {
 
 TEST(APhoneOnTheBed, TakesItsTimeWhenItIsSlow) {
     Testbed bed;
-    PhoneDescription description = accessoryPhone();
+    PhoneDescription description = loadPhone("accessory");
     description.delay = std::chrono::milliseconds(60);
     const auto phone = bed.plug(description);
     Client client(*phone);
@@ -175,7 +175,7 @@ TEST(APhoneOnTheBed, TakesItsTimeWhenItIsSlow) {
 
 TEST(APhoneOnTheBed, ComesBackOnItsPortUnderANewNumberAndId) {
     Testbed bed;
-    const int before = bed.plug(accessoryPhone())->address();
+    const int before = bed.plug(loadPhone("accessory"))->address();
 
     const auto phone = bed.reappearInAccessoryMode(1);
     Client client(*phone);
@@ -186,7 +186,7 @@ TEST(APhoneOnTheBed, ComesBackOnItsPortUnderANewNumberAndId) {
 
 TEST(APhoneOnTheBed, CannotBeOpenedWithoutItsNode) {
     Testbed bed;
-    const auto phone = bed.plug(accessoryPhone());
+    const auto phone = bed.plug(loadPhone("accessory"));
     phone->removeNode();
 
     Client client(*phone);
@@ -196,7 +196,7 @@ TEST(APhoneOnTheBed, CannotBeOpenedWithoutItsNode) {
 
 TEST(ANodeOfTheBed, IsSeenByEuidaccess) {
     Testbed bed;
-    bed.plug(accessoryPhone());
+    bed.plug(loadPhone("accessory"));
 
     EXPECT_EQ(euidaccess("/dev/bus/usb/001/002", R_OK | W_OK), 0);
     EXPECT_EQ(euidaccess("/dev/bus/usb/001/003", R_OK | W_OK), -1);
@@ -204,8 +204,8 @@ TEST(ANodeOfTheBed, IsSeenByEuidaccess) {
 
 TEST(ABed, HoldsSeveralDevicesAtOnce) {
     Testbed bed;
-    const auto first = bed.plug(accessoryPhone(), 1);
-    const auto second = bed.plug(mouse(), 2);
+    const auto first = bed.plug(loadPhone("accessory"), 1);
+    const auto second = bed.plug(loadPhone("mouse"), 2);
     Client phone(*first);
     Client stranger(*second);
 

@@ -1,6 +1,6 @@
 #include "tests/reliability/Bus.h"
 
-#include "phones/Phones.h"
+#include "phones/Catalogue.h"
 
 namespace zebtest {
 
@@ -11,6 +11,12 @@ namespace {
 // A bus has numbers up to 127.
 constexpr int kPlugsOfABus = 100;
 constexpr std::size_t kPlaces = 2;
+
+// Read once: a sweep takes thousands of phones.
+const PhoneDescription& accessoryPhone() {
+    static const PhoneDescription kPhone = loadPhone("accessory");
+    return kPhone;
+}
 
 int portOf(std::size_t place) { return static_cast<int>(place) + 1; }
 

@@ -37,7 +37,7 @@ void fetchAll(Stage& stage, ZEBDiscovererEntity* entity) {
 std::size_t answers(Stage& stage) { return stage.host.callsOf("fetchComplete").size(); }
 
 void tether(Stage& stage) {
-    Actor actor{&stage.plugUnopened(tetheringPhone().normal)};
+    Actor actor{&stage.plugUnopened(loadPhone("rndis").normal)};
     actor.entity = stage.offer(*actor.phone);
     if (actor.entity) {
         fetchAll(stage, actor.entity);
@@ -50,7 +50,7 @@ void tether(Stage& stage) {
 }
 
 void offerForProtocol(Stage& stage) {
-    Actor actor{&stage.plugUnopened(tetheringPhone().normal)};
+    Actor actor{&stage.plugUnopened(loadPhone("rndis").normal)};
     stage.host.entry.offerDeviceForProtocol(stage.host.discoverer, stage.host.provider,
                                             actor.phone->record->get(), stage.host.handOver("protocol"));
     takeLeave(stage, actor);
@@ -64,7 +64,7 @@ void shakeHands(Stage& stage) {
 }
 
 void publishSwitched(Stage& stage) {
-    Actor actor{&stage.plugUnopened(accessoryPhone().accessory)};
+    Actor actor{&stage.plugUnopened(loadPhone("accessory").accessory)};
     actor.entity = stage.offer(*actor.phone);
     if (actor.entity) {
         fetchAll(stage, actor.entity);
@@ -92,7 +92,7 @@ Scenario unplugAt(std::size_t transfer) {
 /** Phones of both kinds are there, one of them in the middle of its hand-shake. */
 void bringUpWithPhones(Stage& stage) {
     bringUp(stage);
-    stage.offer(stage.plugUnopened(tetheringPhone().normal));
+    stage.offer(stage.plugUnopened(loadPhone("rndis").normal));
     Plugged& phone = stage.plug();
     stage.offer(phone);
     stage.advanceTo(phone, kTransferCount / 2);

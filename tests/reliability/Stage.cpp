@@ -74,7 +74,9 @@ Plugged& Stage::plug() {
     const std::size_t place = mPlaces++;
     auto device = Bus::instance().take(place);
     const int address = device->address();
-    return add({place, std::move(device), nullptr}, accessoryPhone().normal, address);
+    UsbFace face;
+    device->withModel([&face](PhoneModel& model) { face = model.face(); });
+    return add({place, std::move(device), nullptr}, face, address);
 }
 
 Plugged& Stage::plugUnopened(const UsbFace& face) { return add({0, nullptr, nullptr}, face, 99); }
@@ -161,7 +163,7 @@ void Stage::expectSwitched() {
 }
 
 void Stage::expectTethered() {
-    Plugged& phone = plugUnopened(tetheringPhone().normal);
+    Plugged& phone = plugUnopened(loadPhone("rndis").normal);
     ZEBDiscovererEntity* entity = offer(phone);
     ASSERT_NE(entity, nullptr);
     const std::size_t before = host.callsOf("fetchComplete").size();

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "phones/Catalogue.h"
 #include "phones/DeviceRecord.h"
-#include "phones/Phones.h"
 #include "phones/usbfs/UsbfsDevice.h"
 #include "tests/support/FakeHost.h"
 

@@ -123,7 +123,9 @@ ZEBDiscovererEntity* AnyOrder::anyEntity() {
     const auto& all = mpHost->entities();
     if (all.empty())
         return nullptr;
-    return std::next(all.begin(), mChoices.below(static_cast<std::uint32_t>(all.size())))->first;
+    auto entity = all.begin();
+    std::advance(entity, static_cast<int>(mChoices.below(static_cast<std::uint32_t>(all.size()))));
+    return entity->first;
 }
 
 void AnyOrder::deviceCall() {

@@ -247,7 +247,8 @@ int FakeUsb::handleEvents(libusb_context* context) {
 void FakeUsb::changeDescriptors(libusb_context& context) {
     if (mpChoices->rarely(2) && !context.listed.empty()) {
         auto entry = context.listed.begin();
-        std::advance(entry, mpChoices->below(static_cast<std::uint32_t>(context.listed.size())));
+        std::advance(entry,
+                     static_cast<int>(mpChoices->below(static_cast<std::uint32_t>(context.listed.size()))));
         removeDescriptor(context, entry->fd);
         return;
     }

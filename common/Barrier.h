@@ -105,12 +105,13 @@ public:
                   ZEBDiscoverySDKRequest* request) :
         mSelf(self), mpEntity(pEntity), mpKey(key), mpRequest(request), mOwed(self.mOwed, key, request) {}
     ~CompleteFetch() {
-        if (mOwed.isAbandoned())
+        if (mHasFailed && mOwed.isOwed())
             HostString(mpKey, FreeHostString{&mSelf}).reset();
     }
     CompleteFetch(const CompleteFetch&) = delete;
     CompleteFetch& operator=(const CompleteFetch&) = delete;
 
+    void failed() { mHasFailed = true; }
     void caught(const Failure& failure) {
         if (mOwed.isOwed())
             mSelf.entityFetchComplete(mpEntity, mpKey, mpRequest, failure.code, nullptr);
@@ -122,6 +123,8 @@ private:
     char* mpKey;
     ZEBDiscoverySDKRequest* mpRequest;
     OwedCompletion mOwed;
+    /** The operation threw: what is still owed when this goes, nobody will send. */
+    bool mHasFailed = false;
 };
 
 /** Answers a post that nobody has answered; as for a fetch, its strings are freed when it can't. */
@@ -136,7 +139,7 @@ public:
         mpRequest(request),
         mOwed(self.mOwed, key, request) {}
     ~CompletePost() {
-        if (!mOwed.isAbandoned())
+        if (!mHasFailed || !mOwed.isOwed())
             return;
         HostString(mpKey, FreeHostString{&mSelf}).reset();
         HostString(mpValue, FreeHostString{&mSelf}).reset();
@@ -144,6 +147,7 @@ public:
     CompletePost(const CompletePost&) = delete;
     CompletePost& operator=(const CompletePost&) = delete;
 
+    void failed() { mHasFailed = true; }
     void caught(const Failure& failure) {
         if (mOwed.isOwed())
             mSelf.entityPostComplete(mpEntity, mpKey, mpValue, mpRequest, failure.code);
@@ -156,6 +160,8 @@ private:
     char* mpValue;
     ZEBDiscoverySDKRequest* mpRequest;
     OwedCompletion mOwed;
+    /** The operation threw: what is still owed when this goes, nobody will send. */
+    bool mHasFailed = false;
 };
 
 /** Reports that publishing failed, unless its result has been reported. */
@@ -243,6 +249,8 @@ struct Entry<Method, Name, FailureText, Outcome, Line> {
             try {
                 return (self.*Method)(args...);
             } catch (...) {
+                if constexpr (requires { outcome.failed(); })
+                    outcome.failed();
                 return outcome.caught(Barrier::logFailure(self, kOperation));
             }
         } catch (...) {

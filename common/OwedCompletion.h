@@ -1,7 +1,5 @@
 #pragma once
 
-#include <exception>
-
 namespace zebdiscovery {
 
 class OwedCompletion;
@@ -34,8 +32,6 @@ public:
     OwedCompletion& operator=(const OwedCompletion&) = delete;
 
     bool isOwed() const { return mOwed; }
-    /** Owed, and an exception is on its way past: nobody will send it any more. */
-    bool isAbandoned() const { return mOwed && std::uncaught_exceptions() > mUncaught; }
 
 private:
     friend class OwedCompletions;
@@ -43,7 +39,6 @@ private:
     OwedCompletion* const mpOuter;
     const void* const mpFirst;
     const void* const mpSecond;
-    const int mUncaught = std::uncaught_exceptions();
     bool mOwed = true;
 };
 

@@ -18,7 +18,10 @@ const char* property(const ZEBDeviceDescriptor& record, uint32_t index) {
     return index < record.propertiesCount && record.properties ? record.properties[index] : nullptr;
 }
 
-bool equals(const char* text, const char* wanted) { return text && std::strcmp(text, wanted) == 0; }
+bool equals(const char* text, const char* wanted) {
+    // Most texts are told apart by their first character.
+    return text && *text == *wanted && std::strcmp(text, wanted) == 0;
+}
 
 std::span<const ZEBDeviceDescriptor> recordsOf(const ZEBDeviceInfo& device) {
     return {device.descriptors, device.descriptors ? device.descriptorsCount : 0};

@@ -1,7 +1,8 @@
 /* The fastest hand-shake a bus allows, as a measure for others: request 51, the six strings by request 52 and
  * request 53, each submitted from the completion callback of the one before, and nothing else waited for.
  *
- *   handshake BUS DEVICE
+ *   handshake BUS DEVICE    with that phone
+ *   handshake               with one after the other, as lines of "BUS DEVICE" come in
  *
  * prints the microseconds from before the open to the version's arrival, to the last string's completion and
  * to the start request's. Exit status 0 when every request went well.
@@ -84,7 +85,7 @@ static libusb_device* findDevice(libusb_context* context, int bus, int address) 
     return found;
 }
 
-static int run(libusb_context* context, libusb_device* device) {
+static int shakeHands(libusb_context* context, libusb_device* device) {
     struct Handshake self = {.transfer = libusb_alloc_transfer(0)};
     const int64_t startUs = nowUs();
     self.failed = !self.transfer || libusb_open(device, &self.device) != 0;
@@ -97,22 +98,42 @@ static int run(libusb_context* context, libusb_device* device) {
                (long long)(self.doneUs[kStrings] - startUs), (long long)(self.doneUs[kStart] - startUs));
     else
         fprintf(stderr, "handshake: failed at step %d\n", self.step);
+    fflush(stdout);
     libusb_close(self.device);
     libusb_free_transfer(self.transfer);
     return self.failed;
 }
 
-int main(int argc, char** argv) {
+/* With a context of its own: an older one never sees a newer phone where no udevd runs. */
+static int run(int bus, int address) {
     libusb_context* context = NULL;
-    if (argc != 3 || libusb_init(&context) != 0) {
-        fprintf(stderr, "usage: handshake BUS DEVICE\n");
-        return 2;
+    if (libusb_init(&context) != 0) {
+        fprintf(stderr, "handshake: no libusb\n");
+        return 1;
     }
-    libusb_device* device = findDevice(context, atoi(argv[1]), atoi(argv[2]));
-    const int failed = !device || run(context, device);
+    libusb_device* device = findDevice(context, bus, address);
+    const int failed = !device || shakeHands(context, device);
     if (!device)
-        fprintf(stderr, "handshake: no device %s:%s\n", argv[1], argv[2]);
+        fprintf(stderr, "handshake: no device %d:%d\n", bus, address);
     libusb_unref_device(device);
     libusb_exit(context);
+    return failed;
+}
+
+int main(int argc, char** argv) {
+    if (argc == 3)
+        return run(atoi(argv[1]), atoi(argv[2]));
+    if (argc != 1) {
+        fprintf(stderr, "usage: handshake [BUS DEVICE]\n");
+        return 2;
+    }
+    int failed = 0;
+    int bus = 0;
+    int address = 0;
+    while (!failed && scanf("%d %d", &bus, &address) == 2) {
+        /* Whoever told of the phone comes to rest, so that it costs no time that is measured. */
+        nanosleep(&(struct timespec){.tv_nsec = 100000000}, NULL);
+        failed = run(bus, address);
+    }
     return failed;
 }

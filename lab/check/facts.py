@@ -3,6 +3,8 @@
 A fact returns a detail worth reading, or None; it raises Refuted when it does not hold.
 """
 
+import statistics
+
 from run import Refuted, only
 
 IDENTIFIERS = (
@@ -83,7 +85,7 @@ def command(run, product, wanted):
     return value
 
 
-@fact("the scenario ran to its end", "boot", "baseline", "phones")
+@fact("the scenario ran to its end", "boot", "baseline", "phones", "speed")
 def scenario_ended(run):
     expect(run.texts.get("scenario.status"), "0", "exit status")
 
@@ -235,3 +237,24 @@ def baseline_timed(run):
     if not 0 < version < strings < start:
         raise Refuted(f"{version}, {strings}, {start} us")
     return f"version {version} us, last string {strings} us, start {start} us"
+
+
+def to_last_string(run, record):
+    """The microseconds from the opening to the last string of each hand-shake, in order."""
+    return [int(line.split()[1]) for line in run.texts[record].splitlines()]
+
+
+@fact("hand-shakes of the plain program and of the plug-in were timed by turns", "speed")
+def both_timed(run):
+    plugin = to_last_string(run, "plugin.txt")
+    plain = to_last_string(run, "baseline.txt")[: len(plugin)]
+    if not plugin or len(plain) != len(plugin) or min(plain + plugin) <= 0:
+        raise Refuted(f"{len(plain)} and {len(plugin)}")
+    medians = statistics.median(plain), statistics.median(plugin)
+    return "medians of {}: {} us and {} us".format(len(plugin), *medians)
+
+
+@fact("the host sleeps while nothing happens, without a phone and with one", "speed")
+def host_sleeps(run):
+    wakeups = {name: int(count) for name, _, count in map(str.split, run.texts["wakeups.txt"].splitlines())}
+    expect(wakeups, {"nothing": 0, "accessory": 0}, "wake-ups")

@@ -116,6 +116,12 @@ TAMPERINGS = [
     ("phones", "withdrawn", HOST, change("(.*destroyed.*id\":3.*\n)", r"\1\1")),
     ("phones", "withdrawn", HOST, drop('"remove","bus":1')),
     ("phones", "withdrawn", HOST, shift('"lost","id":3', 1_000_000)),
+    ("speed", "scenario_ended", "scenario.status", change("0", "143")),
+    ("speed", "both_timed", "plugin.txt", change(r"(?s).*", "", count=1)),
+    ("speed", "both_timed", "baseline.txt", change(r"(?s)\n.*", "\n", count=1)),
+    ("speed", "both_timed", "plugin.txt", change(r"^(\d+) \d+", r"\1 0", count=1)),
+    ("speed", "host_sleeps", "wakeups.txt", change("accessory 30 0", "accessory 30 1")),
+    ("speed", "host_sleeps", "wakeups.txt", drop("nothing")),
 ]
 
 

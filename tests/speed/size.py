@@ -1,0 +1,31 @@
+"""usage: size.py STRIP FILE: is the plug-in, stripped as it is shipped, as small as it has to be?"""
+
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+# 32-bit ARM, the target, has the limit that counts; code for the others is larger.
+MOST_ON_ARM = 96 * 1024
+MOST_ELSEWHERE = 128 * 1024
+ELF_MACHINE = slice(18, 20)
+ARM = 40
+
+
+def stripped_size(strip, file):
+    with tempfile.TemporaryDirectory() as folder:
+        result = Path(folder, "stripped")
+        subprocess.run([strip, "-o", result, file], check=True)
+        return result.stat().st_size
+
+
+def main(strip, file):
+    machine = int.from_bytes(Path(file).read_bytes()[ELF_MACHINE], "little")
+    most = MOST_ON_ARM if machine == ARM else MOST_ELSEWHERE
+    size = stripped_size(strip, file)
+    print(f"{size} bytes, at most {most} allowed")
+    return size > most
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))

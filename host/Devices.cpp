@@ -70,7 +70,7 @@ UsbAddress Devices::offeredAddress() const {
     auto entry = mKnown.find(mOfferedId);
     if (entry == mKnown.end())
         return {};
-    return {entry->second.device.bus, entry->second.device.device};
+    return entry->second.device.address();
 }
 
 void Devices::reportHeld() {
@@ -93,19 +93,15 @@ InterestEvent Devices::ask(const UsbDevice& device, const DeviceRecord& record) 
     ZEBDeviceInterestLevel level =
         mDiscoverer.entry.getDeviceInterest(mDiscoverer.self, provider(), record.info(), &description);
     std::string text = mStrings.take(description, "getDeviceInterest").value_or("");
-    return {{device.bus, device.device}, level, text};
+    return {device.address(), level, text};
 }
 
 void Devices::judge(uint32_t id) {
     const Known& known = mKnown.at(id);
     const UsbDevice& device = known.device;
     Verdict verdict = zebhost::judge(device, mPolicy);
-    mOutput.report(VerdictEvent{{device.bus, device.device},
-                                device.port,
-                                verdict.isOffered,
-                                mPolicy.dryRun,
-                                verdict.rule,
-                                verdict.reason});
+    mOutput.report(
+        VerdictEvent{device.address(), verdict.isOffered, mPolicy.dryRun, verdict.rule, verdict.reason});
     if (!verdict.isOffered)
         return;
     InterestEvent interest = ask(device, *known.record);
@@ -118,6 +114,7 @@ void Devices::offer(uint32_t id) {
     Known& known = mKnown.at(id);
     known.isHeld = true;
     mOfferedId = id;
+    mOutput.report(OfferEvent{known.device.address()});
     mDiscoverer.entry.offerDevice(mDiscoverer.self, provider(), known.record->info());
     mOfferedId = 0;
     forgetIfUnused(mKnown.find(id));
@@ -132,12 +129,8 @@ void Devices::forgetIfUnused(Map::iterator entry) {
 }
 
 void Devices::report(const char* action, const UsbDevice& device) {
-    mOutput.report(DeviceEvent{action,
-                               {device.bus, device.device},
-                               device.vendorId(),
-                               device.productId(),
-                               device.name(),
-                               device.port});
+    mOutput.report(
+        DeviceEvent{action, device.address(), device.vendorId(), device.productId(), device.name()});
 }
 
 } // namespace zebhost

@@ -1,17 +1,14 @@
 #pragma once
 
+#include "host/UsbDevice.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace zebhost {
-
-/** Where a device is on the bus; 0/0 for an entity that has no device. */
-struct UsbAddress {
-    int bus = 0;
-    int device = 0;
-};
 
 /** A device was plugged ("add") or has gone ("remove"). */
 struct DeviceEvent {
@@ -20,14 +17,11 @@ struct DeviceEvent {
     std::string vendor;
     std::string product;
     std::string name;
-    /** The kernel's name for the place it is plugged in. */
-    std::string port;
 };
 
 /** What the policy says of a device that was plugged or has changed. */
 struct VerdictEvent {
     UsbAddress address;
-    std::string port;
     bool offered;
     /** In a dry run nothing is offered, whatever the verdict. */
     bool dryRun;
@@ -38,9 +32,7 @@ struct VerdictEvent {
 /** The host has something to say that a user can act on. topic is a name for programs. */
 struct AdviceEvent {
     const char* topic;
-    /** 0/0 and empty when it is about no device. */
     UsbAddress address;
-    std::string port;
     std::string text;
 };
 
@@ -49,6 +41,11 @@ struct InterestEvent {
     UsbAddress address;
     int level;
     std::string description;
+};
+
+/** The plug-in is given a device that it wants. */
+struct OfferEvent {
+    UsbAddress address;
 };
 
 /** "added" (not for clients yet), "published", "lost" or "destroyed". id is unique in a run. */
@@ -72,6 +69,20 @@ struct LogEvent {
     std::string text;
 };
 
+/** A phone can be connected to: what happened since it was plugged, also under other numbers. */
+struct StoryEvent {
+    struct Stage {
+        const char* name;
+        uint64_t afterUs;
+    };
+
+    UsbAddress address;
+    /** "tether" or "accessory". */
+    const char* kind;
+    /** In the order of time; the last one is the end. */
+    std::vector<Stage> stages;
+};
+
 struct StartedEvent {
     int error;
 };
@@ -86,7 +97,7 @@ struct ViolationEvent {
 };
 
 /** What a run tells. The names of these and their members are also those of the JSON lines. */
-using Event = std::variant<DeviceEvent, VerdictEvent, AdviceEvent, InterestEvent, EntityEvent, ValueEvent,
-                           LogEvent, StartedEvent, StoppedEvent, ViolationEvent>;
+using Event = std::variant<DeviceEvent, VerdictEvent, AdviceEvent, InterestEvent, OfferEvent, EntityEvent,
+                           ValueEvent, StoryEvent, LogEvent, StartedEvent, StoppedEvent, ViolationEvent>;
 
 } // namespace zebhost

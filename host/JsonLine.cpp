@@ -11,6 +11,7 @@ using Json = nlohmann::ordered_json;
 void put(Json& line, const UsbAddress& address) {
     line["bus"] = address.bus;
     line["device"] = address.device;
+    line["port"] = address.port;
 }
 
 void put(Json& line, const DeviceEvent& e) {
@@ -20,13 +21,11 @@ void put(Json& line, const DeviceEvent& e) {
     line["vendor"] = e.vendor;
     line["product"] = e.product;
     line["name"] = e.name;
-    line["port"] = e.port;
 }
 
 void put(Json& line, const VerdictEvent& e) {
     line["event"] = "verdict";
     put(line, e.address);
-    line["port"] = e.port;
     line["offered"] = e.offered;
     line["dry_run"] = e.dryRun;
     line["rule"] = e.rule;
@@ -37,7 +36,6 @@ void put(Json& line, const AdviceEvent& e) {
     line["event"] = "advice";
     line["topic"] = e.topic;
     put(line, e.address);
-    line["port"] = e.port;
     line["text"] = e.text;
 }
 
@@ -46,6 +44,20 @@ void put(Json& line, const InterestEvent& e) {
     put(line, e.address);
     line["level"] = e.level;
     line["description"] = e.description;
+}
+
+void put(Json& line, const OfferEvent& e) {
+    line["event"] = "offer";
+    put(line, e.address);
+}
+
+void put(Json& line, const StoryEvent& e) {
+    line["event"] = "story";
+    put(line, e.address);
+    line["kind"] = e.kind;
+    Json& stages = line["stages_us"] = Json::object();
+    for (const StoryEvent::Stage& stage : e.stages)
+        stages[stage.name] = stage.afterUs;
 }
 
 void put(Json& line, const EntityEvent& e) {

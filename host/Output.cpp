@@ -7,13 +7,20 @@ namespace zebhost {
 
 Output::Output(std::FILE* file, Form form) : mpFile(file), mForm(form), mStart(monotonicMicroseconds()) {}
 
-void Output::report(const Event& event) {
+void Output::report(const Event& event) { mListener(write(event), event); }
+
+uint64_t Output::write(const Event& event) {
     std::lock_guard lock(mMutex);
-    std::string line = lineFor(event) + '\n';
+    // The time is taken under the lock, so that it never runs backwards from line to line.
+    uint64_t now = monotonicMicroseconds();
+    std::string line =
+        mForm == Form::Json ? jsonLine(now, event) : plainLine(now - mStart, event, mForm == Form::Coloured);
+    line += '\n';
     if (std::fwrite(line.data(), 1, line.size(), mpFile) != line.size() || std::fflush(mpFile) != 0)
         mBroken = true;
     if (std::holds_alternative<ViolationEvent>(event))
         ++mViolations;
+    return now;
 }
 
 unsigned Output::violations() const {
@@ -24,14 +31,6 @@ unsigned Output::violations() const {
 bool Output::broken() const {
     std::lock_guard lock(mMutex);
     return mBroken;
-}
-
-std::string Output::lineFor(const Event& event) const {
-    // The time is taken under the lock, so that it never runs backwards from line to line.
-    uint64_t now = monotonicMicroseconds();
-    if (mForm == Form::Json)
-        return jsonLine(now, event);
-    return plainLine(now - mStart, event, mForm == Form::Coloured);
 }
 
 Output::Form plainFormFor(std::FILE* file) {

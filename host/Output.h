@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <mutex>
 #include <string>
 
@@ -26,6 +27,10 @@ public:
 
     void report(const Event& event);
 
+    /** Have each event handed to listener once its line is written, with the line's time in µs and on the
+     *  thread that reports it. It may report in its turn. Set it before anything is reported. */
+    void listen(std::function<void(uint64_t, const Event&)> listener) { mListener = std::move(listener); }
+
     /** Short for reporting a ViolationEvent. */
     void violation(const std::string& text) { report(ViolationEvent{text}); }
 
@@ -34,11 +39,12 @@ public:
     bool broken() const;
 
 private:
-    std::string lineFor(const Event& event) const;
+    uint64_t write(const Event& event);
 
     std::FILE* const mpFile;
     const Form mForm;
     const uint64_t mStart;
+    std::function<void(uint64_t, const Event&)> mListener = [](uint64_t, const Event&) {};
     mutable std::mutex mMutex;
     unsigned mViolations = 0;
     bool mBroken = false;

@@ -48,7 +48,7 @@ Line lineFor(const VerdictEvent& e) {
 }
 
 Line lineFor(const AdviceEvent& e) {
-    std::string where = e.port.empty() ? "" : show(e.address) + "  ";
+    std::string where = e.address.port.empty() ? "" : show(e.address) + "  ";
     return {Colour::Notable, "advice     " + where + printable(e.text)};
 }
 
@@ -57,6 +57,26 @@ Line lineFor(const InterestEvent& e) {
         return {Colour::Faint, "interest   " + show(e.address) + "  none"};
     return {Colour::None, "interest   " + show(e.address) + "  level " + std::to_string(e.level) + ", \"" +
                               printable(e.description) + "\"" + std::string(meaning(e.description))};
+}
+
+Line lineFor(const OfferEvent& e) {
+    return {Colour::None, "offer      " + show(e.address) + "  at port " + e.address.port};
+}
+
+std::string seconds(uint64_t microseconds) {
+    std::array<char, 32> text;
+    std::snprintf(text.data(), text.size(), "%.3f", static_cast<double>(microseconds) / 1e6);
+    return text.data();
+}
+
+Line lineFor(const StoryEvent& e) {
+    std::string text;
+    for (const StoryEvent::Stage& stage : e.stages)
+        text += (text.empty() ? "" : ", ") + std::string(stage.name) + " " + seconds(stage.afterUs);
+    return {Colour::Good, "story      " + show(e.address) + "  " + e.kind + " at port " + e.address.port +
+                              ", seconds since "
+                              "it was plugged in: " +
+                              text};
 }
 
 Line lineFor(const EntityEvent& e) {

@@ -1,6 +1,7 @@
 #include "host/Run.h"
 
 #include "host/Host.h"
+#include "host/Observers.h"
 #include "host/Plugin.h"
 #include "host/UsbProvider.h"
 
@@ -62,12 +63,13 @@ void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& ho
 
 ExitStatus run(const RunOptions& options, std::FILE* out) {
     Output output(out, options.json ? Output::Form::Json : plainFormFor(out));
+    Observers observers(output);
     Loop loop;
     Host host(loop, output);
     host.setLogLevel(options.logLevel);
     host.devices().setPolicy(options.policy);
     if (options.policy.offerAll)
-        output.report(AdviceEvent{"offer-all", {}, "", kOfferAllWarning});
+        output.report(AdviceEvent{"offer-all", {}, kOfferAllWarning});
     {
         Plugin plugin(options.plugin.empty() ? defaultPluginPath() : options.plugin);
         drive(options, plugin, loop, host, output);

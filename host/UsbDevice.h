@@ -6,6 +6,14 @@
 
 namespace zebhost {
 
+/** Where a device is; nowhere for what has no device. */
+struct UsbAddress {
+    int bus = 0;
+    int device = 0;
+    /** Stays when a phone changes its mode; the number on the bus does not. */
+    std::string port{};
+};
+
 /** What the kernel tells of one USB device. */
 struct UsbDevice {
     /** The kernel's name for the place it is plugged in, for example "1-1.2". */
@@ -20,6 +28,8 @@ struct UsbDevice {
     UsbDescriptors descriptors{};
 
     bool operator==(const UsbDevice&) const = default;
+
+    UsbAddress address() const { return {bus, device, port}; }
 
     /** Four lower-case hexadecimal digits. */
     std::string vendorId() const;

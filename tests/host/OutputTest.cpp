@@ -15,38 +15,44 @@ struct Row {
 };
 
 const Row kRows[] = {
-    {DeviceEvent{"add", {1, 4}, "18d1", "4ee7", "Phone (usb 1-1)", "1-1"},
-     R"~({"time_us":7,"event":"device","action":"add","bus":1,"device":4,"vendor":"18d1","product":"4ee7","name":"Phone (usb 1-1)","port":"1-1"})~",
+    {DeviceEvent{"add", {1, 4, "1-1"}, "18d1", "4ee7", "Phone (usb 1-1)"},
+     R"~({"time_us":7,"event":"device","action":"add","bus":1,"device":4,"port":"1-1","vendor":"18d1","product":"4ee7","name":"Phone (usb 1-1)"})~",
      "    0.007  plugged    001/004  18d1:4ee7  Phone (usb 1-1)"},
-    {DeviceEvent{"remove", {1, 4}, "18d1", "4ee7", "Phone (usb 1-1)", "1-1"},
-     R"~({"time_us":7,"event":"device","action":"remove","bus":1,"device":4,"vendor":"18d1","product":"4ee7","name":"Phone (usb 1-1)","port":"1-1"})~",
+    {DeviceEvent{"remove", {1, 4, "1-1"}, "18d1", "4ee7", "Phone (usb 1-1)"},
+     R"~({"time_us":7,"event":"device","action":"remove","bus":1,"device":4,"port":"1-1","vendor":"18d1","product":"4ee7","name":"Phone (usb 1-1)"})~",
      "    0.007  unplugged  001/004  18d1:4ee7  Phone (usb 1-1)"},
-    {VerdictEvent{{1, 4}, "1-1", true, false, "phone-adb", "a phone"},
+    {VerdictEvent{{1, 4, "1-1"}, true, false, "phone-adb", "a phone"},
      R"~({"time_us":7,"event":"verdict","bus":1,"device":4,"port":"1-1","offered":true,"dry_run":false,"rule":"phone-adb","reason":"a phone"})~",
      "    0.007  verdict    001/004  offered (phone-adb): a phone"},
-    {VerdictEvent{{1, 4}, "1-1", false, false, "hid", "a mouse"},
+    {VerdictEvent{{1, 4, "1-1"}, false, false, "hid", "a mouse"},
      R"~({"time_us":7,"event":"verdict","bus":1,"device":4,"port":"1-1","offered":false,"dry_run":false,"rule":"hid","reason":"a mouse"})~",
      "    0.007  verdict    001/004  withheld (hid): a mouse"},
-    {VerdictEvent{{1, 4}, "1-1", true, true, "phone-adb", "a phone"},
+    {VerdictEvent{{1, 4, "1-1"}, true, true, "phone-adb", "a phone"},
      R"~({"time_us":7,"event":"verdict","bus":1,"device":4,"port":"1-1","offered":true,"dry_run":true,"rule":"phone-adb","reason":"a phone"})~",
      "    0.007  verdict    001/004  would be offered (phone-adb): a phone"},
-    {VerdictEvent{{1, 4}, "1-1", false, true, "hid", "a mouse"},
+    {VerdictEvent{{1, 4, "1-1"}, false, true, "hid", "a mouse"},
      R"~({"time_us":7,"event":"verdict","bus":1,"device":4,"port":"1-1","offered":false,"dry_run":true,"rule":"hid","reason":"a mouse"})~",
      "    0.007  verdict    001/004  would be withheld (hid): a mouse"},
-    {AdviceEvent{"node-access", {1, 4}, "1-1", "do this"},
+    {AdviceEvent{"node-access", {1, 4, "1-1"}, "do this"},
      R"~({"time_us":7,"event":"advice","topic":"node-access","bus":1,"device":4,"port":"1-1","text":"do this"})~",
      "    0.007  advice     001/004  do this"},
-    {AdviceEvent{"offer-all", {}, "", "careful"},
+    {AdviceEvent{"offer-all", {}, "careful"},
      R"~({"time_us":7,"event":"advice","topic":"offer-all","bus":0,"device":0,"port":"","text":"careful"})~",
      "    0.007  advice     careful"},
-    {InterestEvent{{1, 4}, 15, "103"},
-     R"~({"time_us":7,"event":"interest","bus":1,"device":4,"level":15,"description":"103"})~",
+    {InterestEvent{{1, 4, "1-1"}, 15, "103"},
+     R"~({"time_us":7,"event":"interest","bus":1,"device":4,"port":"1-1","level":15,"description":"103"})~",
      "    0.007  interest   001/004  level 15, \"103\": a phone that shares its network"},
-    {InterestEvent{{1, 4}, 100, ""},
-     R"~({"time_us":7,"event":"interest","bus":1,"device":4,"level":100,"description":""})~",
+    {InterestEvent{{1, 4, "1-1"}, 100, ""},
+     R"~({"time_us":7,"event":"interest","bus":1,"device":4,"port":"1-1","level":100,"description":""})~",
      "    0.007  interest   001/004  none"},
-    {EntityEvent{"added", 2, {1, 4}},
-     R"~({"time_us":7,"event":"entity","action":"added","id":2,"bus":1,"device":4})~",
+    {OfferEvent{{1, 4, "1-1"}}, R"~({"time_us":7,"event":"offer","bus":1,"device":4,"port":"1-1"})~",
+     "    0.007  offer      001/004  at port 1-1"},
+    {StoryEvent{{1, 5, "1-1"}, "accessory", {{"interest", 1000}, {"back", 1500000}, {"command", 2500400}}},
+     R"~({"time_us":7,"event":"story","bus":1,"device":5,"port":"1-1","kind":"accessory","stages_us":{"interest":1000,"back":1500000,"command":2500400}})~",
+     "    0.007  story      001/005  accessory at port 1-1, seconds since it was plugged in: interest 0.001, "
+     "back 1.500, command 2.500"},
+    {EntityEvent{"added", 2, {1, 4, "1-1"}},
+     R"~({"time_us":7,"event":"entity","action":"added","id":2,"bus":1,"device":4,"port":"1-1"})~",
      "    0.007  entity     #2 added (not shown to clients)  001/004"},
     {ValueEvent{2, "zebcmd", 0, "zebcmd:v=1;t=USBAND"},
      R"~({"time_us":7,"event":"value","id":2,"key":"zebcmd","error":0,"value":"zebcmd:v=1;t=USBAND"})~",
@@ -82,7 +88,7 @@ TEST(AJsonLine, ReplacesWhatIsNoUtf8) {
 }
 
 TEST(AJsonLine, StaysOneLineWhateverADeviceIsCalled) {
-    std::string line = jsonLine(0, DeviceEvent{"add", {1, 4}, "18d1", "4ee7", "a\n\"b\"", ""});
+    std::string line = jsonLine(0, DeviceEvent{"add", {1, 4}, "18d1", "4ee7", "a\n\"b\""});
 
     EXPECT_THAT(line, Not(HasSubstr("\n")));
     EXPECT_EQ(nlohmann::json::parse(line)["name"], "a\n\"b\"");
@@ -95,8 +101,7 @@ TEST(APlainLine, LetsNoDeviceTouchTheTerminal) {
                                              "18d1",
                                              "4ee7",
                                              "a\033[2J\nb\x7f\xc2\x9b"
-                                             "c\xc3\xa9",
-                                             ""},
+                                             "c\xc3\xa9"},
                                  false);
 
     EXPECT_THAT(line, EndsWith("a?[2J?b???c\xc3\xa9"));

@@ -134,8 +134,8 @@ TEST(ARun, LeavesHubsAlone) {
 
 TEST(ARun, AsksNoStrangerAnything) {
     zebphones::Testbed bed;
-    bed.plug(zebphones::mouse(), 1);
-    bed.plug(zebphones::storageStick(), 2);
+    bed.plug(zebphones::loadPhone("mouse"), 1);
+    bed.plug(zebphones::loadPhone("storage-stick"), 2);
     LiveRun run(withPlugin());
 
     run.waitFor({{"event", "verdict"}, {"port", "1-1"}, {"offered", false}, {"rule", "hid"}});
@@ -149,7 +149,7 @@ TEST(ARun, AsksNoStrangerAnything) {
 
 TEST(ARun, AsksEverythingOnlyWithAWarning) {
     zebphones::Testbed bed;
-    auto mouse = bed.plug(zebphones::mouse());
+    auto mouse = bed.plug(zebphones::loadPhone("mouse"));
     RunOptions options = withPlugin();
     options.policy.offerAll = true;
     LiveRun run(options);
@@ -164,7 +164,7 @@ TEST(ARun, AsksEverythingOnlyWithAWarning) {
 
 TEST(ARun, SendsNothingWhenItIsDry) {
     zebphones::Testbed bed;
-    auto phone = bed.plug(zebphones::accessoryPhone());
+    auto phone = bed.plug(zebphones::loadPhone("accessory"));
     RunOptions options = withPlugin();
     options.policy.dryRun = true;
     LiveRun run(options);
@@ -284,9 +284,15 @@ TEST(ThePlugin, SwitchesAPhoneToAccessoryMode) {
                           ";dev=" + std::to_string(switched->address());
     run.waitFor({{"event", "value"}, {"key", "zebcmd"}, {"value", command}});
 
+    nlohmann::json stages =
+        run.waitFor({{"event", "story"}, {"port", "1-1"}, {"kind", "accessory"}})["stages_us"];
+
     EXPECT_EQ(run.end(), kExitDone);
     EXPECT_THAT(run.of("entity", "action"),
                 ElementsAre("added", "lost", "destroyed", "published", "destroyed"));
+    for (const char* stage : {"interest", "offer", "entity", "start", "left", "back", "published", "command"})
+        EXPECT_TRUE(stages.contains(stage)) << stage;
+    EXPECT_GT(stages["command"], stages["back"]);
     EXPECT_THAT(run.of("violation", "text"), IsEmpty());
     phone->withModel([](zebphones::PhoneModel& model) { EXPECT_EQ(model.string(1), "Bench"); });
 }

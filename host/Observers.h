@@ -1,0 +1,29 @@
+#pragma once
+
+#include "host/Output.h"
+#include "host/StageTimes.h"
+
+#include <thread>
+
+namespace zebhost {
+
+/**
+ * Those who read along what a run tells and add what they make of it: lines for people, nothing that
+ * changes the run. On the thread that makes this; what other threads tell (log lines) they miss.
+ */
+class Observers {
+public:
+    explicit Observers(Output& output);
+    ~Observers();
+    Observers(const Observers&) = delete;
+    Observers& operator=(const Observers&) = delete;
+
+private:
+    void take(uint64_t nowUs, const Event& event);
+
+    Output& mOutput;
+    const std::thread::id mThread = std::this_thread::get_id();
+    StageTimes mStageTimes;
+};
+
+} // namespace zebhost

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,6 +20,8 @@ class File {
 public:
     explicit File(const std::string& path) : mDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
     ~File() {
+        if (mpBytes != MAP_FAILED)
+            munmap(mpBytes, mSize);
         if (mDescriptor >= 0)
             close(mDescriptor);
     }
@@ -30,18 +33,28 @@ public:
         struct stat status {};
         return fstat(mDescriptor, &status) == 0 && S_ISDIR(status.st_mode);
     }
-    /** None, and errno, when it can't be read. */
-    std::optional<std::string> read() const {
-        std::string all;
-        char chunk[65536];
-        ssize_t length = 0;
-        while (all.size() < kMostBytes && (length = ::read(mDescriptor, chunk, sizeof chunk)) > 0)
-            all.append(chunk, static_cast<size_t>(length));
-        return length < 0 ? std::nullopt : std::optional(std::move(all));
+    /** Its bytes, for as long as this lives; none, and errno, when they can't be had. Mapped, so that of a
+     * large file with debug information only what is looked at is read. */
+    std::optional<std::string_view> bytes() {
+        struct stat status {};
+        if (fstat(mDescriptor, &status) != 0)
+            return std::nullopt;
+        mSize = std::min(static_cast<size_t>(std::max<off_t>(status.st_size, 0)), kMostBytes);
+        if (mSize == 0) {
+            // Nothing that can be loaded has no size; but why it can't is to be told.
+            char byte = 0;
+            return ::read(mDescriptor, &byte, 1) < 0 ? std::nullopt : std::optional<std::string_view>("");
+        }
+        mpBytes = mmap(nullptr, mSize, PROT_READ, MAP_PRIVATE, mDescriptor, 0);
+        if (mpBytes == MAP_FAILED)
+            return std::nullopt;
+        return std::string_view(static_cast<const char*>(mpBytes), mSize);
     }
 
 private:
     int mDescriptor;
+    size_t mSize = 0;
+    void* mpBytes = MAP_FAILED;
 };
 
 std::string faultOfSystem(const std::string& path, const ElfIdentity& elf) {
@@ -78,12 +91,12 @@ PluginFile inspectPlugin(const std::string& path) {
     PluginFile found;
     found.path = path;
     File file(path);
-    std::optional<std::string> bytes;
+    std::optional<std::string_view> bytes;
     if (!file.isOpen() && (errno == ENOENT || errno == ENOTDIR))
         found.fault = "there is no plug-in " + path;
     else if (file.isOpen() && file.isFolder())
         found.fault = path + " is a folder: name the plug-in's file in it";
-    else if (!file.isOpen() || !(bytes = file.read()))
+    else if (!file.isOpen() || !(bytes = file.bytes()))
         found.fault = "the plug-in " + path + " can't be read: " + std::strerror(errno);
     else
         look(found, *bytes);

@@ -20,8 +20,8 @@ struct libusb_device_handle {
 namespace {
 
 constexpr int kMostContexts = 1100;
-// No descriptors at all: nobody waits on them.
-constexpr int kFirstDescriptor = 10'000;
+// No descriptors at all: nobody waits on them. Beyond those of the pipes that as many phones have.
+constexpr int kFirstDescriptor = 4'000;
 constexpr int kDescriptorsEach = 3;
 
 libusb_context contexts[kMostContexts];

@@ -73,6 +73,12 @@ ZEB_SPY libusb_transfer* libusb_alloc_transfer(int packets) {
     return real(&libusb_alloc_transfer, "libusb_alloc_transfer")(packets);
 }
 
+ZEB_SPY void libusb_set_pollfd_notifiers(libusb_context* context, libusb_pollfd_added_cb added,
+                                         libusb_pollfd_removed_cb removed, void* user) {
+    LibUsbSpy::instance().notifiers = {added, removed, user};
+    real(&libusb_set_pollfd_notifiers, "libusb_set_pollfd_notifiers")(context, added, removed, user);
+}
+
 ZEB_SPY int libusb_submit_transfer(libusb_transfer* transfer) {
     LibUsbSpy::instance().timeouts.push_back(transfer->timeout);
     if (zebtest::isHurried(*transfer))

@@ -26,6 +26,13 @@ public:
         int index = 0;
     } hurry;
 
+    /** What the plug-in wants to be told of descriptors with, and for whom. */
+    struct Notifiers {
+        void (*added)(int descriptor, short events, void* user) = nullptr;
+        void (*removed)(int descriptor, void* user) = nullptr;
+        void* user = nullptr;
+    } notifiers;
+
     /** Options that were set, with their values. */
     std::vector<std::pair<int, int>> options;
     /** The time limits of submitted transfers as the plug-in set them, in milliseconds. */

@@ -7,6 +7,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 namespace zebhost {
 
@@ -16,6 +17,9 @@ std::string jsonLine(uint64_t timeUs, const Event& event);
 /** One line for people, without a line feed: seconds since the start, then what happened. Control
  *  characters of a device's texts are shown as "?". */
 std::string plainLine(uint64_t sinceStartUs, const Event& event, bool colours);
+
+/** What the codes of the interest descriptions stand for; "" for an unknown one. */
+std::string interestInWords(std::string_view code);
 
 /** Where the events of a run go, a line each, at once. [any-thread] */
 class Output {

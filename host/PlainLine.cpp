@@ -19,17 +19,6 @@ std::string show(const UsbAddress& address) {
     return text.data();
 }
 
-/** What the codes of the interest descriptions stand for. */
-std::string_view meaning(std::string_view code) {
-    if (code == "103")
-        return ": a phone that shares its network";
-    if (code == "105")
-        return ": perhaps a phone that can be switched to accessory mode";
-    if (code == "106")
-        return ": a phone in accessory mode";
-    return "";
-}
-
 Line lineFor(const DeviceEvent& e) {
     bool add = std::string_view(e.action) == "add";
     return {Colour::Notable, std::string(add ? "plugged    " : "unplugged  ") + show(e.address) + "  " +
@@ -53,10 +42,11 @@ Line lineFor(const AdviceEvent& e) {
 }
 
 Line lineFor(const InterestEvent& e) {
+    const std::string words = interestInWords(e.description);
     if (e.level >= 100)
         return {Colour::Faint, "interest   " + show(e.address) + "  none"};
     return {Colour::None, "interest   " + show(e.address) + "  level " + std::to_string(e.level) + ", \"" +
-                              printable(e.description) + "\"" + std::string(meaning(e.description))};
+                              printable(e.description) + "\"" + (words.empty() ? "" : ": " + words)};
 }
 
 Line lineFor(const OfferEvent& e) {
@@ -111,6 +101,16 @@ Line lineFor(const StoppedEvent& e) {
 Line lineFor(const ViolationEvent& e) { return {Colour::Bad, "VIOLATION  " + printable(e.text)}; }
 
 } // namespace
+
+std::string interestInWords(std::string_view code) {
+    if (code == "103")
+        return "a phone that shares its network";
+    if (code == "105")
+        return "perhaps a phone that can be switched to accessory mode";
+    if (code == "106")
+        return "a phone in accessory mode";
+    return "";
+}
 
 std::string plainLine(uint64_t sinceStartUs, const Event& event, bool colours) {
     Line line = std::visit([](const auto& e) { return lineFor(e); }, event);

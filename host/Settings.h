@@ -4,6 +4,7 @@
 #include "zebdiscovery/types.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,5 +20,8 @@ struct Settings {
     int32_t logLevel = ZEBDiscoveryLogSeverityInfo;
     PolicySettings policy;
 };
+
+/** The levels of the log by their names. */
+const std::map<std::string, int32_t>& logLevels();
 
 } // namespace zebhost

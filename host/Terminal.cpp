@@ -1,5 +1,6 @@
 #include "host/Terminal.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <unistd.h>
 
@@ -48,6 +49,12 @@ std::string printable(std::string_view text) {
         previous = byte;
     }
     return shown;
+}
+
+size_t shownWidth(std::string_view text) {
+    // All bytes but those that continue a character.
+    return static_cast<size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
 }
 
 } // namespace zebhost

@@ -18,4 +18,7 @@ std::string painted(std::string text, Colour colour, bool colours);
  *  control characters, in UTF-8, become question marks. */
 std::string printable(std::string_view text);
 
+/** How many characters of UTF-8 these are; each is taken to be one column wide. */
+size_t shownWidth(std::string_view text);
+
 } // namespace zebhost

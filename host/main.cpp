@@ -17,8 +17,10 @@ int main(int argc, char** argv) {
     // A reader that goes away is noticed at the next line.
     std::signal(SIGPIPE, SIG_IGN);
     try {
-        return std::visit([](const auto& request) { return perform(request, stdout); },
-                          parseCommandLine(argc, argv));
+        ExitStatus status = std::visit([](const auto& request) { return perform(request, stdout); },
+                                       parseCommandLine(argc, argv));
+        // What could not be written was not done.
+        return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? status : kExitFailed;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "zebhost: %s\n", error.what());
         return kExitFailed;

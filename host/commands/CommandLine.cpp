@@ -1,7 +1,8 @@
 #include "host/commands/CommandLine.h"
 
+#include "host/Configuration.h"
+#include "host/Nearest.h"
 #include "host/commands/Help.h"
-#include "host/commands/Nearest.h"
 
 #include <CLI/CLI.hpp>
 
@@ -15,11 +16,6 @@ std::pair<std::string, std::string> splitProperty(const std::string& text) {
         throw CLI::ValidationError("--property", "\"" + text + "\" is not KEY=VALUE");
     return {text.substr(0, equals), text.substr(equals + 1)};
 }
-
-const std::map<std::string, int32_t> kLevels = {{"fatal", ZEBDiscoveryLogSeverityFatal},
-                                                {"error", ZEBDiscoveryLogSeverityError},
-                                                {"info", ZEBDiscoveryLogSeverityInfo},
-                                                {"debug", ZEBDiscoveryLogSeverityDebug}};
 
 /** An option that may be given again; each time its text is handed to take. */
 void addRepeatable(CLI::App& command, const char* name, const char* type, const char* description,
@@ -54,7 +50,7 @@ void addPluginSettings(CLI::App& command, Settings& settings) {
         .add_option("--log", settings.logLevel, "How much of the plug-in's log: fatal, error, info, debug")
         ->type_name("LEVEL")
         ->default_str("info")
-        ->transform(CLI::CheckedTransformer(kLevels, CLI::ignore_case).description(""));
+        ->transform(CLI::CheckedTransformer(logLevels(), CLI::ignore_case).description(""));
 }
 
 IdPattern idPattern(const char* option, const std::string& text) {
@@ -77,42 +73,71 @@ void addPolicy(CLI::App& command, PolicySettings& policy) {
                      "Offer phones that tether by NCM, ECM or RNDIS 239/4/1 too: it ends their network");
     command.add_flag("--offer-all", policy.offerAll,
                      "Offer everything but hubs. Careful: being asked can upset what is no phone");
-    command.add_flag("--dry-run", policy.dryRun, "Say what would be offered and why; offer nothing");
 }
 
 void addJson(CLI::App& command, bool& json) {
     command.add_flag("--json", json, "One JSON object a line instead of text for people");
 }
 
-/** A command; request becomes its options when it is the one that was given. */
+/** One reading of the command line. */
+struct Reading {
+    /** What the options start from. */
+    Settings settings;
+    /** The file that --config names. */
+    std::optional<std::string> configuration{};
+    Request request{};
+};
+
+/** A command; the request becomes its options when it is the one that was given. */
 template <class Options>
-CLI::App& addCommand(CLI::App& app, Request& request, const std::shared_ptr<Options>& options,
-                     const char* name, const char* description, const char* examples) {
+std::pair<CLI::App&, Options&> addCommand(CLI::App& app, Reading& reading, const char* name,
+                                          const char* description, const char* examples) {
+    auto options = std::make_shared<Options>();
+    static_cast<Settings&>(*options) = reading.settings;
     CLI::App* command = app.add_subcommand(name, description);
     command->footer(examples);
-    command->callback([&request, options] { request = *options; });
-    return *command;
+    command->callback([&reading, options] { reading.request = *options; });
+    addJson(*command, options->json);
+    command
+        ->add_option("--config", reading.configuration,
+                     std::string("Read settings from this file; by default from ") + kStandardConfiguration +
+                         " when it is there")
+        ->type_name("FILE");
+    return {*command, *options};
 }
 
-void addRun(CLI::App& app, Request& request) {
-    auto options = std::make_shared<RunOptions>();
-    CLI::App& run =
-        addCommand(app, request, options, "run", "Drive the plug-in and print what happens", help::kRun);
-    addPluginSettings(run, *options);
-    addPolicy(run, options->policy);
-    addJson(run, options->json);
-    run.add_option("--for", options->seconds, "End after so many seconds; by default at Ctrl-C or SIGTERM")
+void addRun(CLI::App& app, Reading& reading) {
+    auto [run, options] =
+        addCommand<RunOptions>(app, reading, "run", "Drive the plug-in and print what happens", help::kRun);
+    addPluginSettings(run, options);
+    addPolicy(run, options.policy);
+    run.add_flag("--dry-run", options.policy.dryRun, "Say what would be offered and why; offer nothing");
+    run.add_option("--for", options.seconds, "End after so many seconds; by default at Ctrl-C or SIGTERM")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 1e9).description(""));
 }
 
-void addDoctor(CLI::App& app, Request& request) {
-    auto options = std::make_shared<DoctorOptions>();
-    CLI::App& doctor = addCommand(app, request, options, "doctor",
-                                  "Look for what keeps this machine from finding phones", help::kDoctor);
-    addPlugin(doctor, *options);
-    addJson(doctor, options->json);
-    doctor.add_option("--root", options->root, "Look at the system whose files are below this folder")
+void addList(CLI::App& app, Reading& reading) {
+    auto [list, options] = addCommand<ListOptions>(
+        app, reading, "list", "What is plugged in, and what of it the plug-in would be offered", help::kList);
+    addPolicy(list, options.policy);
+}
+
+void addExplain(CLI::App& app, Reading& reading) {
+    auto [explain, options] = addCommand<ExplainOptions>(
+        app, reading, "explain", "Why a device is or isn't found, and what to do next", help::kExplain);
+    explain.add_option("DEVICE", options.device, "BUS:DEV or a port, as \"zebhost list\" shows them")
+        ->type_name(" ")
+        ->required();
+    addPlugin(explain, options);
+    addPolicy(explain, options.policy);
+}
+
+void addDoctor(CLI::App& app, Reading& reading) {
+    auto [doctor, options] = addCommand<DoctorOptions>(
+        app, reading, "doctor", "Look for what keeps this machine from finding phones", help::kDoctor);
+    addPlugin(doctor, options);
+    doctor.add_option("--root", options.root, "Look at the system whose files are below this folder")
         ->type_name("FOLDER")
         ->default_str("/")
         ->check(CLI::ExistingDirectory.description(""));
@@ -142,24 +167,37 @@ bool namesACommand(const CLI::App& app, int argc, char** argv) {
     return false;
 }
 
-} // namespace
-
-Request parseCommandLine(int argc, char** argv) {
-    Request request;
+void read(Reading& reading, int argc, char** argv) {
     CLI::App app(help::kAbout, "zebhost");
     app.set_version_flag("--version", "zebhost " ZEBHOST_VERSION);
     app.require_subcommand(1);
     app.footer(help::kCommands);
-    addRun(app, request);
-    addDoctor(app, request);
+    for (auto* add : {addRun, addList, addExplain, addDoctor})
+        add(app, reading);
+    reading.request = ExitNow{kExitUsage};
     if (!namesACommand(app, argc, argv))
-        return ExitNow{kExitUsage};
+        return;
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return ExitNow{app.exit(error) == 0 ? kExitDone : kExitUsage};
+        reading.request = ExitNow{app.exit(error) == 0 ? kExitDone : kExitUsage};
     }
-    return request;
+}
+
+} // namespace
+
+// Read twice: the first time tells which configuration to start from, and whether it is right at all.
+Request parseCommandLine(int argc, char** argv) try {
+    Reading first{};
+    read(first, argc, argv);
+    if (std::holds_alternative<ExitNow>(first.request))
+        return first.request;
+    Reading second{readSettings(first.configuration)};
+    read(second, argc, argv);
+    return second.request;
+} catch (const ConfigurationError& error) {
+    std::fprintf(stderr, "zebhost: %s\n", error.what());
+    return ExitNow{kExitUsage};
 }
 
 } // namespace zebhost

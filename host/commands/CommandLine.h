@@ -11,7 +11,7 @@ struct ExitNow {
     ExitStatus status;
 };
 
-using Request = std::variant<ExitNow, RunOptions, DoctorOptions>;
+using Request = std::variant<ExitNow, RunOptions, ListOptions, ExplainOptions, DoctorOptions>;
 
 Request parseCommandLine(int argc, char** argv);
 

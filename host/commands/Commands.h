@@ -12,6 +12,16 @@ namespace zebhost {
 // What each command was asked to do, and its doing. All but run end by themselves. They write to out,
 // and throw HostError with a sentence when they can't do what was asked.
 
+struct ListOptions : Settings {
+    bool json = false;
+};
+
+struct ExplainOptions : Settings {
+    bool json = false;
+    /** As the user named it. */
+    std::string device;
+};
+
 struct DoctorOptions : Settings {
     bool json = false;
     /** A folder that stands for the system's "/". */
@@ -19,6 +29,8 @@ struct DoctorOptions : Settings {
 };
 
 ExitStatus perform(const RunOptions& options, std::FILE* out);
+ExitStatus perform(const ListOptions& options, std::FILE* out);
+ExitStatus perform(const ExplainOptions& options, std::FILE* out);
 ExitStatus perform(const DoctorOptions& options, std::FILE* out);
 
 } // namespace zebhost

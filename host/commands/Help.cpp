@@ -9,11 +9,13 @@ const char kAbout[] =
 const char kCommands[] = R"(Examples:
   zebhost run                      watch what is plugged in, until Ctrl-C
   zebhost run --for 30 --json      for half a minute, one JSON object a line
+  zebhost list                     what is plugged in, and what of it would be offered
+  zebhost explain 1-1.2            why is the phone at this port not found?
   zebhost doctor                   why does this machine find no phone?
   zebhost COMMAND --help           what a command can do, with examples
 
 Exit status: 0 ended as asked; 1 could not be done, or the plug-in stopped by itself; 2 wrong command
-line; 3 the plug-in broke its contract (see the lines marked "violation").)";
+line or configuration; 3 the plug-in broke its contract (see the lines marked "violation").)";
 
 const char kRun[] = R"(Examples:
   zebhost run                      watch what is plugged in, until Ctrl-C
@@ -32,9 +34,30 @@ be switched to accessory mode is asked to. Reading USB devices needs the right
 to open /dev/bus/usb/BUS/DEVICE: run as root, or give your user access by a udev rule.
 
 Exit status: 0 ended as asked; 1 could not run, or the plug-in stopped by itself; 2 wrong command
-line; 3 the plug-in broke its contract (see the lines marked "violation").)";
+line or configuration; 3 the plug-in broke its contract (see the lines marked "violation").)";
+
+const char kList[] = R"(Examples:
+  zebhost list                     each device with its port, ids and name, and the verdict on it
+  zebhost list --json              one device a line, for programs
+  zebhost list --allow 1209:0001   what would be offered with this option of "zebhost run"
+
+No device is asked anything, and no plug-in is needed.
+
+Exit status: 0 listed; 1 the system could not be asked; 2 wrong command line or configuration.)";
+
+const char kExplain[] = R"(Examples:
+  zebhost explain 1-1.2            what is plugged in at this port
+  zebhost explain 001:005          the same by bus and device number
+  zebhost explain 1-1.2 --json     for programs
+
+Says what the device shows, whether its node can be opened, what the policy and the plug-in say of it,
+its network if it shares one, and what to do next. The device is asked nothing.
+
+Exit status: 0 explained; 1 there is no such device; 2 wrong command line or configuration.)";
 
 const char kDoctor[] = R"(Examples:
+  zebhost list                     what is plugged in, and what of it would be offered
+  zebhost explain 1-1.2            why is the phone at this port not found?
   zebhost doctor                   what is fine, what is not, and what to do next
   zebhost doctor --json            one finding a line, for programs
   zebhost doctor --plugin ./libzebdiscoverer-usb.so

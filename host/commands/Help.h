@@ -7,6 +7,8 @@ namespace zebhost::help {
 extern const char kAbout[];
 extern const char kCommands[];
 extern const char kRun[];
+extern const char kList[];
+extern const char kExplain[];
 extern const char kDoctor[];
 
 } // namespace zebhost::help

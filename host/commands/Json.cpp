@@ -14,7 +14,69 @@ std::string lineOf(const Json& json) { return json.dump(-1, ' ', false, Json::er
 
 Json textOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
 
+/** With the names that the lines of a run have. */
+void put(Json& line, const UsbDevice& device, const Verdict& verdict) {
+    line["port"] = device.port;
+    line["bus"] = device.bus;
+    line["device"] = device.device;
+    line["vendor"] = device.vendorId();
+    line["product"] = device.productId();
+    line["name"] = device.name();
+    line["offered"] = verdict.isOffered;
+    line["rule"] = verdict.rule;
+    line["reason"] = verdict.reason;
+}
+
+Json json(const ExplainedInterface& i) {
+    return {{"number", i.interface.number},
+            {"class", i.interface.interfaceClass},
+            {"subclass", i.interface.subclass},
+            {"protocol", i.interface.protocol},
+            {"words", i.words},
+            {"driver", textOrNull(i.driver)}};
+}
+
+Json json(const DeviceNode& node) {
+    return {{"path", node.path},
+            {"exists", node.exists},
+            {"can_be_opened", node.canBeOpened},
+            {"rights", textOrNull(node.rights)}};
+}
+
+Json json(const Opinion& opinion) {
+    return {{"fault", textOrNull(opinion.fault)},
+            {"level", opinion.fault.empty() ? Json(opinion.level) : Json(nullptr)},
+            {"description", opinion.description}};
+}
+
+Json json(const Network& network) { return {{"name", network.name}, {"addresses", network.addresses}}; }
+
+template <class T>
+Json list(const std::vector<T>& elements) {
+    Json all = Json::array();
+    for (const T& element : elements)
+        all.push_back(json(element));
+    return all;
+}
+
 } // namespace
+
+std::string jsonOf(const UsbDevice& device, const Verdict& verdict) {
+    Json line = record("device");
+    put(line, device, verdict);
+    return lineOf(line);
+}
+
+std::string jsonOf(const Explanation& e) {
+    Json line = record("explanation");
+    put(line, e.device, e.verdict);
+    line["interfaces"] = list(e.interfaces);
+    line["node"] = json(e.node);
+    line["plugin"] = json(e.opinion);
+    line["networks"] = list(e.networks);
+    line["next"] = e.next;
+    return lineOf(line);
+}
 
 std::string jsonOf(const Finding& finding) {
     Json line = record("finding");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/doctor/Checks.h"
+#include "host/explain/Explanation.h"
 
 #include <string>
 
@@ -11,6 +12,8 @@ constexpr int kJsonSchema = 1;
 
 // One JSON object each, without a line feed. Bytes that are not UTF-8 become U+FFFD.
 
+std::string jsonOf(const UsbDevice& device, const Verdict& verdict);
+std::string jsonOf(const Explanation& explanation);
 std::string jsonOf(const Finding& finding);
 
 const char* nameOf(Level level);

@@ -3,9 +3,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <string>
 #include <sys/wait.h>
+#include <unistd.h>
 
 using namespace testing;
 
@@ -46,6 +48,12 @@ const Row kRows[] = {
     {"run --log loud", 2, "loud"},
     {"run --property nothing", 2, "\"nothing\" is not KEY=VALUE"},
     {"run --property =value", 2, "is not KEY=VALUE"},
+    {"list --help", 0, "zebhost list --json"},
+    {"list --deny phone", 2, "\"phone\" is not VID or VID:PID"},
+    {"list >/dev/full", 1, ""},
+    {"explain --help", 0, "zebhost explain 1-1.2"},
+    {"explain", 2, "DEVICE is required"},
+    {"explain 9-9", 1, "zebhost: there is no device \"9-9\": give BUS:DEV or a port"},
     {"doctor --help", 0, "Exit status: 0 no problem"},
     {"doctor --root /no/such", 2, "/no/such"},
     {"doctor --plugin /no/such.so", 1, "there is no plug-in /no/such.so"},
@@ -91,6 +99,51 @@ TEST(TheCommand, EndsWithSuccessWhenItIsTerminated) {
         zebhost("run --plugin " TEST_PLUGIN " --json & sleep 0.3; kill $!; wait $!; echo status $?").output;
 
     EXPECT_THAT(output, AllOf(HasSubstr("\"event\":\"stopped\""), HasSubstr("status 0")));
+}
+
+/** A configuration file for as long as this lives. */
+class AConfiguration {
+public:
+    explicit AConfiguration(const std::string& text) {
+        close(mkstemp(mPath.data()));
+        std::ofstream(mPath) << text;
+    }
+    ~AConfiguration() { std::filesystem::remove(mPath); }
+    std::string option() const { return " --config " + mPath; }
+
+private:
+    std::string mPath = "/tmp/configuration.XXXXXX";
+};
+
+TEST(TheCommand, TakesFromTheConfigurationWhatItIsNotTold) {
+    const AConfiguration configuration("log = \"error\"\n[plugin]\npath = \"" TEST_PLUGIN "\"\n");
+
+    std::string asConfigured = zebhost("run --for 0.05" + configuration.option()).output;
+    std::string asTold = zebhost("run --for 0.05 --log info" + configuration.option()).output;
+
+    EXPECT_THAT(asConfigured, AllOf(HasSubstr("stopped"), Not(HasSubstr("handle timer"))));
+    EXPECT_THAT(asTold, HasSubstr("handle timer"));
+}
+
+TEST(TheCommand, AddsPropertiesToThoseOfTheConfiguration) {
+    const AConfiguration configuration("[plugin]\npath = \"" TEST_PLUGIN
+                                       "\"\n[plugin.properties]\nmisbehave = \"call-after-destroy\"\n");
+
+    EXPECT_EQ(zebhost("run --for 0.05" + configuration.option()).status, 3);
+    EXPECT_EQ(zebhost("run --for 0.05 --property misbehave=no" + configuration.option()).status, 0);
+}
+
+TEST(TheCommand, EndsAtAWrongConfiguration) {
+    const AConfiguration wrong("[policy]\nalow = []\n");
+
+    for (const char* command : {"run", "list", "explain 1-1", "doctor"}) {
+        Result result = zebhost(command + wrong.option());
+
+        EXPECT_EQ(result.status, 2) << command;
+        EXPECT_THAT(result.output,
+                    HasSubstr(":2:1: there is no \"alow\" in [policy] (did you mean \"allow\"?)"));
+    }
+    EXPECT_THAT(zebhost("list --config /no/such").output, HasSubstr("there is no configuration /no/such"));
 }
 
 TEST(TheCommand, FindsNoProblemOnAMachineWithoutOne) {

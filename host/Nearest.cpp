@@ -1,4 +1,4 @@
-#include "host/commands/Nearest.h"
+#include "host/Nearest.h"
 
 #include <algorithm>
 #include <numeric>

@@ -1,0 +1,244 @@
+// What "list" and "explain" say of devices on an emulated USB bus, and that they ask them nothing.
+#include "host/Plugin.h"
+#include "host/commands/Commands.h"
+#include "host/explain/Explanation.h"
+#include "host/explain/InterfaceNames.h"
+#include "phones/Catalogue.h"
+#include "phones/usbfs/Testbed.h"
+#include "tests/host/Lines.h"
+
+#include <arpa/inet.h>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+using namespace testing;
+
+namespace zebhost {
+namespace {
+
+std::string list(ListOptions options = {}) {
+    Lines lines;
+    EXPECT_EQ(perform(options, lines.file()), kExitDone);
+    std::fflush(lines.file());
+    return lines.text();
+}
+
+ExplainOptions explainAt(const std::string& device) {
+    ExplainOptions options;
+    options.device = device;
+    options.plugin = PLUGIN;
+    return options;
+}
+
+std::string explained(const ExplainOptions& options) {
+    Lines lines;
+    EXPECT_EQ(perform(options, lines.file()), kExitDone);
+    std::fflush(lines.file());
+    return lines.text();
+}
+
+nlohmann::json explainedJson(ExplainOptions options) {
+    options.json = true;
+    return nlohmann::json::parse(explained(options));
+}
+
+/** A network interface of the emulated system: named as one that this process has. */
+void giveNetwork(const zebphones::Testbed& bed, const std::string& port, const std::string& name) {
+    std::filesystem::create_directories(bed.root() + "/sys/devices/pci0000:00/usb1/" + port + "/" + port +
+                                        ":1.0/net/" + name);
+}
+
+void setLoopbackAddress(const char* address) {
+    sockaddr_in inet{};
+    inet.sin_family = AF_INET;
+    inet_pton(AF_INET, address, &inet.sin_addr);
+    ifreq request{};
+    std::strcpy(request.ifr_name, "lo:1");
+    std::memcpy(&request.ifr_addr, &inet, sizeof inet);
+    int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(ioctl(descriptor, SIOCSIFADDR, &request), 0);
+    close(descriptor);
+}
+
+TEST(List, ShowsEachDeviceWithItsVerdictInAlignedColumns) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("accessory"), 1);
+    bed.plug(zebphones::loadPhone("mouse"), 2);
+    bed.plug(zebphones::loadPhone("hub"), 3);
+
+    EXPECT_EQ(list(),
+              "PORT  BUS:DEV  VID:PID    NAME             TO THE PLUG-IN\n"
+              "1-1   001:002  18d1:4ee2  Accessory phone  offered: a phone with USB debugging on\n"
+              "1-2   001:003  1209:0001  Mouse            not offered: an input device that shows nothing of "
+              "a phone: if it is a phone, use --allow 1209:0001\n"
+              "1-3   001:004  1209:0002  Hub              not offered: a hub: part of the bus, never "
+              "offered\n");
+}
+
+TEST(List, SaysWhatToDoWhenNothingIsPlugged) {
+    zebphones::Testbed bed;
+
+    EXPECT_EQ(list(), "No USB device is plugged in. If there should be one: zebhost doctor\n");
+}
+
+TEST(List, JudgesByTheOptionsThatItIsGiven) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("mouse"));
+    ListOptions options;
+    options.policy.allow = {IdPattern{0x1209}};
+    options.json = true;
+
+    nlohmann::json line = nlohmann::json::parse(list(options));
+
+    EXPECT_EQ(line, nlohmann::json::parse(R"~({"schema":1,"record":"device","port":"1-1","bus":1,"device":2,
+        "vendor":"1209","product":"0001","name":"Mouse (usb 1-1)","offered":true,"rule":"allowed",
+        "reason":"allowed by --allow or --allow-port"})~"));
+}
+
+TEST(List, LetsNoDeviceTouchTheTerminal) {
+    zebphones::Testbed bed;
+    auto phone = zebphones::loadPhone("mouse");
+    phone.normal.productName = "\033[2J";
+    bed.plug(phone);
+
+    EXPECT_THAT(list(), AllOf(HasSubstr("?[2J"), Not(HasSubstr("\033"))));
+}
+
+TEST(Explain, TellsOfAPhoneThatWillBeAsked) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("accessory"));
+
+    std::string text = explained(explainAt("1-1"));
+
+    EXPECT_THAT(text, StartsWith("Accessory phone (usb 1-1), 18d1:4ee2, bus 1 device 2\n"));
+    EXPECT_THAT(text, HasSubstr("  shows      interface 0: file transfer (MTP), an accessory's channel, or"));
+    EXPECT_THAT(text, HasSubstr("             interface 1: USB debugging (ADB) (255/66/1)\n"));
+    EXPECT_THAT(text, HasSubstr("  node       /dev/bus/usb/001/002 can be opened ("));
+    EXPECT_THAT(text, HasSubstr("  policy     offered: a phone with USB debugging on\n"));
+    EXPECT_THAT(
+        text, HasSubstr("  plug-in    would take it, with interest 30 (10 is strongest, 100 none): perhaps"));
+    EXPECT_THAT(text, HasSubstr("  next       nothing is missing: \"zebhost run\" offers it"));
+}
+
+TEST(Explain, FindsADeviceByEachOfItsNames) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("mouse"), 4);
+
+    for (const char* name : {"1-4", "1:2", "001:002"})
+        EXPECT_THAT(explained(explainAt(name)), StartsWith("Mouse (usb 1-4)")) << name;
+}
+
+TEST(Explain, SaysWhatIsPluggedWhenTheDeviceIsNot) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("mouse"), 4);
+
+    for (const char* name : {"1-1", "1:3", "1:2x", "mouse"})
+        EXPECT_THAT([&] { explained(explainAt(name)); },
+                    ThrowsMessage<HostError>(HasSubstr("there is something at 1-4")))
+            << name;
+}
+
+TEST(Explain, AsksNoDeviceAnything) {
+    zebphones::Testbed bed;
+    auto phone = bed.plug(zebphones::loadPhone("accessory"), 1);
+    auto stick = bed.plug(zebphones::loadPhone("storage-stick"), 2);
+
+    list();
+    explained(explainAt("1-1"));
+    explained(explainAt("1-2"));
+
+    EXPECT_THAT(phone->received(), IsEmpty());
+    EXPECT_THAT(stick->received(), IsEmpty());
+}
+
+TEST(Explain, SaysWhatAPhoneWithoutInterfacesNeeds) {
+    zebphones::Testbed bed;
+    auto locked = zebphones::loadPhone("accessory");
+    locked.normal.interfaces.clear();
+    bed.plug(locked);
+
+    nlohmann::json told = explainedJson(explainAt("1-1"));
+
+    EXPECT_EQ(told["rule"], "no-active-interface");
+    EXPECT_THAT(std::string(told["reason"]), HasSubstr("locked or set to charging only"));
+    EXPECT_EQ(told["plugin"]["level"], 100);
+    EXPECT_EQ(told["next"],
+              nlohmann::json{"unlock the phone, and choose file transfer or USB tethering on it"});
+    EXPECT_THAT(explained(explainAt("1-1")), HasSubstr("  shows      no active interface\n"));
+}
+
+TEST(Explain, SaysWhenThePluginCantBeLoaded) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("accessory"));
+    ExplainOptions options = explainAt("1-1");
+    options.plugin = "/no/such.so";
+
+    nlohmann::json told = explainedJson(options);
+
+    EXPECT_EQ(told["plugin"]["fault"], "there is no plug-in /no/such.so");
+    EXPECT_EQ(told["plugin"]["level"], nullptr);
+    EXPECT_THAT(std::string(told["next"][0]), StartsWith("install the plug-in"));
+    EXPECT_THAT(explained(options), HasSubstr("plug-in    could not be asked: there is no plug-in"));
+}
+
+TEST(Explain, SaysWhatAClosedNodeNeeds) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("accessory"));
+    UsbDevice device;
+    device.port = "1-1";
+    device.bus = 1;
+    device.device = 2;
+    Machine machine;
+    machine.mayOpen = [](const auto&) { return false; };
+
+    Explanation closed = explain(device, explainAt(""), machine);
+    bed.at(1).removeNode();
+    Explanation missing = explain(device, explainAt(""), machine);
+
+    EXPECT_THAT(closed.next.front(), AllOf(StartsWith("run zebhost as root"), EndsWith("can't be opened")));
+    EXPECT_THAT(missing.next.front(), StartsWith("there is no node /dev/bus/usb/001/002: have udevd"));
+}
+
+TEST(Explain, FollowsATetherToItsAddress) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("rndis"));
+    auto next = [] { return std::string(explainedJson(explainAt("1-1"))["next"][0]); };
+
+    EXPECT_THAT(next(), HasSubstr("no driver has made a network interface"));
+
+    giveNetwork(bed, "1-1", "lo");
+    setLoopbackAddress("0.0.0.0");
+    EXPECT_THAT(next(), StartsWith("give lo an address"));
+
+    setLoopbackAddress("10.176.37.9");
+    EXPECT_THAT(next(),
+                AllOf(HasSubstr("lo has 10.176.37.9, but the plug-in waits for"), HasSubstr("192.168.42")));
+    EXPECT_THAT(explained(explainAt("1-1")), HasSubstr("  network    lo with 10.176.37.9\n"));
+
+    setLoopbackAddress("192.168.42.23");
+    EXPECT_THAT(next(), StartsWith("nothing is missing"));
+    setLoopbackAddress("0.0.0.0");
+}
+
+TEST(AnInterface, IsNamedByTheNarrowestRowThatFits) {
+    const std::pair<UsbInterface, const char*> rows[] = {
+        {{255, 66, 1, 0}, "USB debugging (ADB)"},
+        {{255, 66, 2, 0}, "something of the maker's own"},
+        {{224, 1, 3, 0}, "network sharing (RNDIS)"},
+        {{2, 2, 255, 0}, "network sharing (RNDIS)"},
+        {{2, 2, 1, 0}, "modem or serial line"},
+        {{2, 13, 0, 0}, "network sharing or adapter (NCM)"},
+        {{3, 1, 2, 0}, "mouse"},
+        {{3, 0, 0, 0}, "input device"},
+        {{1, 3, 0, 0}, "MIDI"},
+        {{99, 0, 0, 0}, "unknown"},
+    };
+    for (const auto& [interface, words] : rows)
+        EXPECT_EQ(interfaceInWords(interface), words);
+}
+
+} // namespace
+} // namespace zebhost

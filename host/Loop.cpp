@@ -55,8 +55,22 @@ void Loop::run(const std::function<void()>& beforeWait) {
         beforeWait();
         if (mQuit)
             return;
-        throwIfFailed(sd_event_run(mpEvent, UINT64_MAX), "sd_event_run");
+        turn();
     }
+}
+
+/** Wait until something is ready, and dispatch one event. */
+void Loop::turn() {
+    if (throwIfFailed(sd_event_prepare(mpEvent), "sd_event_prepare") == 0) {
+        if (mWitness)
+            mWitness(true);
+        int ready = throwIfFailed(sd_event_wait(mpEvent, UINT64_MAX), "sd_event_wait");
+        if (mWitness)
+            mWitness(false);
+        if (ready == 0)
+            return;
+    }
+    throwIfFailed(sd_event_dispatch(mpEvent), "sd_event_dispatch");
 }
 
 void Loop::wake() { eventfd_write(mWakeHandle, 1); }

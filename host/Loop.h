@@ -36,14 +36,20 @@ public:
     /** Have handler called for SIGINT, SIGTERM and SIGHUP. They must be blocked on every thread. */
     void watchSignals(std::function<void(int)> handler);
 
+    /** Have it told when the loop starts to wait (true) and when it ends to; null ends that. */
+    void setWitness(std::function<void(bool waits)> witness) { mWitness = std::move(witness); }
+
     sd_event* event() const { return mpEvent; }
 
 private:
+    void turn();
+
     sd_event* mpEvent = nullptr;
     int mWakeHandle = -1;
     Source mWake;
     Source mSignals[3];
     std::function<void(int)> mOnSignal;
+    std::function<void(bool)> mWitness;
     bool mQuit = false;
 };
 

@@ -13,6 +13,8 @@ uint64_t Output::write(const Event& event) {
     std::lock_guard lock(mMutex);
     // The time is taken under the lock, so that it never runs backwards from line to line.
     uint64_t now = monotonicMicroseconds();
+    if (mWitness)
+        mWitness(now, event);
     std::string line =
         mForm == Form::Json ? jsonLine(now, event) : plainLine(now - mStart, event, mForm == Form::Coloured);
     line += '\n';

@@ -38,6 +38,11 @@ public:
     /** Short for reporting a ViolationEvent. */
     void violation(const std::string& text) { report(ViolationEvent{text}); }
 
+    /** Have every event told, with the time of its line; null ends it. Not while others report. */
+    void setWitness(std::function<void(uint64_t timeUs, const Event&)> witness) {
+        mWitness = std::move(witness);
+    }
+
     unsigned violations() const;
     /** A line could not be written: nobody reads them any more. */
     bool broken() const;
@@ -50,6 +55,7 @@ private:
     const uint64_t mStart;
     std::function<void(uint64_t, const Event&)> mListener = [](uint64_t, const Event&) {};
     mutable std::mutex mMutex;
+    std::function<void(uint64_t, const Event&)> mWitness;
     unsigned mViolations = 0;
     bool mBroken = false;
 };

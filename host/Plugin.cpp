@@ -52,14 +52,16 @@ Plugin::Plugin(const std::string& path) : mLibrary(load(path)), mFile(fileOf(mLi
     mInitialize = reinterpret_cast<ZEBDiscovererInitializeFunction>(entry);
 }
 
-std::string defaultPluginPath() {
+std::string defaultPluginPath() { return besideProgram(kFileName); }
+
+std::string besideProgram(const std::string& fileName) {
     std::error_code ignored;
     std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
     for (const auto& place : {folder, (folder / ZEB_PLUGIN_WAY).lexically_normal()}) {
-        if (!folder.empty() && std::filesystem::exists(place / kFileName, ignored))
-            return place / kFileName;
+        if (!folder.empty() && std::filesystem::exists(place / fileName, ignored))
+            return place / fileName;
     }
-    return kFileName;
+    return fileName;
 }
 
 } // namespace zebhost

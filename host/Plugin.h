@@ -39,4 +39,8 @@ private:
  *  one; else its bare name. */
 std::string defaultPluginPath();
 
+/** The path of a library that is installed with this program: beside it or in the folder of plug-ins, else
+ * its bare name, for the library path. */
+std::string besideProgram(const std::string& fileName);
+
 } // namespace zebhost

@@ -4,6 +4,7 @@
 #include "host/Observers.h"
 #include "host/Plugin.h"
 #include "host/UsbProvider.h"
+#include "host/trace/Tracing.h"
 
 namespace zebhost {
 namespace {
@@ -40,7 +41,8 @@ void startProvider(UsbProvider& provider, Host& host, Output& output) {
     provider.scan();
 }
 
-void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& host, Output& output) {
+void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& host, Output& output,
+           Tracing* tracing) {
     Devices& devices = host.devices();
     UsbProvider provider(loop, {[&](const UsbDevice& device) { devices.seen(device); },
                                 [&](const std::string& port) { devices.gone(port); }});
@@ -50,10 +52,13 @@ void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& ho
         end.arm(static_cast<uint64_t>(*options.seconds * 1e6));
 
     Ending ending(host, provider);
-    host.start(plugin.initialize(), options.properties);
+    host.start(tracing != nullptr ? tracing->around(plugin.initialize()) : plugin.initialize(),
+               options.properties);
     startProvider(provider, host, output);
     loop.run([&] {
         host.beforeWait();
+        if (tracing != nullptr)
+            tracing->check();
         if (host.hasStopped() || output.broken())
             loop.quit();
     });
@@ -67,12 +72,15 @@ ExitStatus run(const RunOptions& options, std::FILE* out) {
     Loop loop;
     Host host(loop, output);
     host.setLogLevel(options.logLevel);
+    std::optional<Tracing> tracing;
+    if (!options.trace.empty())
+        tracing.emplace(TraceOptions{options.trace, options.usbTap}, output, loop);
     host.devices().setPolicy(options.policy);
     if (options.policy.offerAll)
         output.report(AdviceEvent{"offer-all", {}, kOfferAllWarning});
     {
         Plugin plugin(options.plugin.empty() ? defaultPluginPath() : options.plugin);
-        drive(options, plugin, loop, host, output);
+        drive(options, plugin, loop, host, output, tracing ? &*tracing : nullptr);
     }
     host.reportLeaks();
     if (output.violations() > 0)

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <optional>
+#include <string>
 
 namespace zebhost {
 
@@ -13,6 +14,10 @@ struct RunOptions : Settings {
     bool json = false;
     /** End after so many seconds; none: when a signal comes. */
     std::optional<double> seconds;
+    /** Where a trace of the run goes; empty: nowhere. */
+    std::string trace;
+    /** The tap that a trace uses; empty: the one beside this program. */
+    std::string usbTap;
 };
 
 /**

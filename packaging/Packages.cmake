@@ -49,7 +49,7 @@ if(TARGET zebhost)
 Loads a discoverer plug-in and drives it as a device's own host does:
 it offers it the machine's USB devices, prints what it finds, and
 reports where the plug-in breaks its contract."
-                $<TARGET_FILE:zebhost>)
+                $<TARGET_FILE:zebhost> $<TARGET_FILE:zebhost-usbtap>)
     set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS "zebdiscoverer-usb ${this}")
 endif()
 if(TARGET zebphones-demo AND TARGET zebhost)

@@ -115,6 +115,9 @@ void addRun(CLI::App& app, Reading& reading) {
     run.add_option("--for", options.seconds, "End after so many seconds; by default at Ctrl-C or SIGTERM")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 1e9).description(""));
+    run.add_option("--trace", options->trace,
+                   "Write everything that happens to this file, for ui.perfetto.dev or chrome://tracing")
+        ->type_name("FILE");
 }
 
 void addList(CLI::App& app, Reading& reading) {

@@ -25,6 +25,7 @@ public:
     /** End it by SIGTERM, and read the rest. */
     ExitStatus end();
 
+    const std::vector<nlohmann::json>& lines() const { return mLines; }
     /** What was read so far, each line in short: "entity published", "value zebcmd" and so on. */
     std::vector<std::string> story() const;
     /** The given member of every line of this kind of event. */

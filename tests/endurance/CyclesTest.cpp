@@ -2,15 +2,15 @@
 #include "phones/Catalogue.h"
 #include "phones/DeviceRecord.h"
 #include "phones/usbfs/Testbed.h"
+#include "tests/endurance/Held.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/PluginUnderTest.h"
 
-#include <cstdio>
-#include <filesystem>
+#include <cstdlib>
+#include <ctime>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
-#include <poll.h>
+#include <string_view>
 
 using namespace testing;
 using namespace zebphones;
@@ -36,34 +36,13 @@ constexpr int kDeviceNumbers = 126;
 constexpr int kHalfTheSmallestBlock = 8;
 constexpr int kRounds = 5;
 
-struct Held {
-    std::ptrdiff_t descriptors;
-    std::ptrdiff_t threads;
-    std::ptrdiff_t bytes;
+/** How many cycles are asked for on the command line, for hours of them. */
+int gCycles = kCycles;
 
-    bool operator==(const Held&) const = default;
-};
-
-std::ptrdiff_t countOf(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
-}
-
-// The sanitizers' allocators report no bytes; the leak sanitizer looks for them instead.
-Held held() {
-    return {countOf("/proc/self/fd"), countOf("/proc/self/task"),
-            static_cast<std::ptrdiff_t>(mallinfo2().uordblks)};
-}
-
-// The bed's thread puts its ends of things away a little later: look until nothing changes any more.
-Held heldAtRest() {
-    Held last = held();
-    for (int same = 0, looks = 0; same < 5 && looks < 200; ++looks) {
-        ::poll(nullptr, 0, 10);
-        const Held now = held();
-        same = now == last ? same + 1 : 0;
-        last = now;
-    }
-    return last;
+double processorUs() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
 }
 
 void turnUntil(FakeHost& host, const std::function<bool()>& condition) {
@@ -101,38 +80,70 @@ void cycle(Testbed& bed, const PhoneDescription& accessory, bool switched) {
     ASSERT_THAT(host.complaints(), IsEmpty());
 }
 
-TEST(ThePlugin, ZEB_CYCLES) {
-    const PhoneDescription accessory = loadPhone("accessory");
-    Testbed bed;
+void warmUp(Testbed& bed, const PhoneDescription& accessory) {
     for (int i = 0; i < kDeviceNumbers; ++i) {
         bed.plug(accessory);
         bed.unplug(1);
     }
     for (int i = 0; i < kWarmUp; ++i)
         cycle(bed, accessory, i % 2 == 0);
-    const Held before = heldAtRest();
+}
 
-    // What each cycle loses grows in every round; glib's own stores grow in some.
-    std::ptrdiff_t leastGrowth = PTRDIFF_MAX;
-    std::ptrdiff_t bytes = before.bytes;
-    for (int i = 1; i <= kCycles; ++i) {
-        ASSERT_NO_FATAL_FAILURE(cycle(bed, accessory, i % 2 == 0));
-        if (i % (kCycles / kRounds) != 0)
-            continue;
-        const std::ptrdiff_t now = heldAtRest().bytes;
-        leastGrowth = std::min(leastGrowth, now - std::exchange(bytes, now));
-    }
+/** So many cycles more, and a look. */
+Sample runCycles(Testbed& bed, const PhoneDescription& accessory, int from, int count) {
+    const double begin = processorUs();
+    for (int i = 1; i <= count; ++i)
+        cycle(bed, accessory, i % 2 == 0);
+    const double used = processorUs() - begin;
+    return {from + count, heldAtRest(), residentBytes(), used / count};
+}
 
-    const Held after = heldAtRest();
-    std::printf("%d cycles: %td descriptors, %td threads, %td bytes more; in the best fifth %td bytes\n",
-                kCycles, after.descriptors - before.descriptors, after.threads - before.threads,
-                after.bytes - before.bytes, leastGrowth);
-    EXPECT_EQ(after.descriptors, before.descriptors);
-    EXPECT_EQ(after.threads, before.threads);
+/** What each cycle loses grows in every round; glib's own stores grow in some. */
+std::ptrdiff_t leastGrowth(const std::vector<Sample>& samples) {
+    std::ptrdiff_t least = PTRDIFF_MAX;
+    for (std::size_t i = 1; i < samples.size(); ++i)
+        least = std::min(least, samples[i].held.bytes - samples[i - 1].held.bytes);
+    return least;
+}
+
+TEST(ThePlugin, ZEB_CYCLES) {
+    const PhoneDescription accessory = loadPhone("accessory");
+    Testbed bed;
+    warmUp(bed, accessory);
+    std::vector<Sample> samples = {{0, heldAtRest(), residentBytes(), 0}};
+
+    for (int round = 0; round < kRounds && !HasFatalFailure(); ++round)
+        samples.push_back(runCycles(bed, accessory, samples.back().cycles, gCycles / kRounds));
+    samples.front().cycleUs = samples[1].cycleUs; // the first look has no cycles behind it
+
+    printTable(samples);
+    EXPECT_EQ(samples.back().held.descriptors, samples.front().held.descriptors);
+    EXPECT_EQ(samples.back().held.threads, samples.front().held.threads);
     if (kJudgeBytes) {
-        EXPECT_LT(leastGrowth, kCycles / kRounds * kHalfTheSmallestBlock);
+        EXPECT_LT(leastGrowth(samples), gCycles / kRounds * kHalfTheSmallestBlock);
     }
 }
 
+TEST(ASlope, IsThatOfTheLineThroughTheSamples) {
+    std::vector<Sample> samples;
+    for (const int cycles : {0, 100, 200, 300})
+        samples.push_back({.cycles = cycles, .resident = 4096 + 3 * cycles, .cycleUs = 7});
+
+    EXPECT_DOUBLE_EQ(slope(samples, [](const Sample& s) { return static_cast<double>(s.resident); }), 3);
+    EXPECT_DOUBLE_EQ(slope(samples, [](const Sample& s) { return s.cycleUs; }), 0);
+}
+
 } // namespace
+
+void setCycles(int cycles) { gCycles = cycles; }
+
 } // namespace zebtest
+
+// "cycles-test --cycles=100000" for the long form.
+int main(int argc, char** argv) {
+    testing::InitGoogleMock(&argc, argv);
+    constexpr std::string_view kOption = "--cycles=";
+    if (argc > 1 && std::string_view(argv[1]).starts_with(kOption))
+        zebtest::setCycles(std::atoi(argv[1] + kOption.size()));
+    return RUN_ALL_TESTS();
+}

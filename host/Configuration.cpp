@@ -29,6 +29,13 @@ T value(const toml::node& node) {
     return *found;
 }
 
+unsigned number(const toml::node& node) {
+    auto found = value<int64_t>(node);
+    if (found < 0 || found > 1000)
+        throw WrongValue{node};
+    return static_cast<unsigned>(found);
+}
+
 std::string text(const toml::node& node) { return value<std::string>(node); }
 
 template <class Take>
@@ -79,6 +86,7 @@ constexpr char kText[] = "a text in quotes";
 constexpr char kTexts[] = "a table of texts, for example { aapmodel = \"Bench\" }";
 constexpr char kIds[] = "a list of \"VID\" or \"VID:PID\", for example [\"18d1\", \"18d1:4ee7\"]";
 constexpr char kPorts[] = "a list of ports, for example [\"1-1.2\"]";
+constexpr char kNumber[] = "a number from 0 to 1000";
 constexpr char kTruth[] = "true or false";
 
 const Row kRows[] = {
@@ -96,6 +104,10 @@ const Row kRows[] = {
      [](Settings& s, const toml::node& n) { s.policy.switchTethers = value<bool>(n); }},
     {"policy", "offer-all", kTruth,
      [](Settings& s, const toml::node& n) { s.policy.offerAll = value<bool>(n); }},
+    {"policy", "max-switches", kNumber,
+     [](Settings& s, const toml::node& n) { s.policy.maxSwitches = number(n); }},
+    {"policy", "reset-stale", kTruth,
+     [](Settings& s, const toml::node& n) { s.policy.resetStale = value<bool>(n); }},
 };
 
 ConfigurationFault faultAt(const toml::source_region& where, const std::string& sentence) {

@@ -12,7 +12,7 @@ void Devices::seen(const UsbDevice& device) {
     bool isSame = known != mKnown.end() && known->second.device.bus == device.bus &&
                   known->second.device.device == device.device;
     if (isSame && (known->second.isHeld || known->second.entities > 0 || known->second.device == device))
-        return;
+        return retry(device.port);
     if (known != mKnown.end() && !isSame)
         gone(device.port);
 
@@ -21,6 +21,12 @@ void Devices::seen(const UsbDevice& device) {
     if (!isSame)
         report("add", device);
     judge(id);
+}
+
+void Devices::retry(const std::string& port) {
+    auto known = pluggedAt(port);
+    if (known != mKnown.end() && known->second.isPostponed)
+        proceed(known->first);
 }
 
 void Devices::gone(const std::string& port) {
@@ -97,14 +103,20 @@ InterestEvent Devices::ask(const UsbDevice& device, const DeviceRecord& record) 
 }
 
 void Devices::judge(uint32_t id) {
-    const Known& known = mKnown.at(id);
-    const UsbDevice& device = known.device;
-    Verdict verdict = zebhost::judge(device, mPolicy);
-    mOutput.report(
-        VerdictEvent{device.address(), verdict.isOffered, mPolicy.dryRun, verdict.rule, verdict.reason});
-    if (!verdict.isOffered)
+    Known& known = mKnown.at(id);
+    known.verdict = zebhost::judge(known.device, mPolicy);
+    mOutput.report(VerdictEvent{known.device.address(), known.verdict.isOffered, mPolicy.dryRun,
+                                known.verdict.rule, known.verdict.reason});
+    if (known.verdict.isOffered)
+        proceed(id);
+}
+
+void Devices::proceed(uint32_t id) {
+    Known& known = mKnown.at(id);
+    known.isPostponed = !mPolicy.dryRun && !mMayOffer(known.device, known.verdict);
+    if (known.isPostponed)
         return;
-    InterestEvent interest = ask(device, *known.record);
+    InterestEvent interest = ask(known.device, *known.record);
     mOutput.report(interest);
     if (interest.level < ZEBDeviceInterestNone && !mPolicy.dryRun)
         offer(id);

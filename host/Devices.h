@@ -26,6 +26,15 @@ public:
     /** For what is seen from now on. */
     void setPolicy(PolicySettings settings) { mPolicy = std::move(settings); }
 
+    /** Asked before a device is offered that the policy lets through. When it says no, the device is
+     *  offered after a retry(). */
+    void setGate(std::function<bool(const UsbDevice&, const Verdict&)> mayOffer) {
+        mMayOffer = std::move(mayOffer);
+    }
+
+    /** Ask the gate once more for what is at this port, if it has said no. */
+    void retry(const std::string& port);
+
     /** Called when the plug-in has been told that a device has gone, before anything else is offered. */
     void onRemoved(std::function<void()> handler) { mOnRemoved = std::move(handler); }
 
@@ -60,7 +69,10 @@ private:
     struct Known {
         UsbDevice device;
         std::unique_ptr<DeviceRecord> record;
+        Verdict verdict{};
         bool isPlugged = true;
+        /** The gate has said no, up to now. */
+        bool isPostponed = false;
         bool isHeld = false;
         unsigned entities = 0;
     };
@@ -69,6 +81,7 @@ private:
     Map::iterator pluggedAt(const std::string& port);
     InterestEvent ask(const UsbDevice& device, const DeviceRecord& record);
     void judge(uint32_t id);
+    void proceed(uint32_t id);
     void offer(uint32_t id);
     void forgetIfUnused(Map::iterator entry);
     void report(const char* action, const UsbDevice& device);
@@ -77,6 +90,9 @@ private:
     Output& mOutput;
     Strings& mStrings;
     PolicySettings mPolicy;
+    std::function<bool(const UsbDevice&, const Verdict&)> mMayOffer = [](const auto&, const auto&) {
+        return true;
+    };
     std::function<void()> mOnRemoved = [] {};
     Map mKnown;
     uint32_t mLastId = 0;

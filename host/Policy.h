@@ -31,6 +31,10 @@ struct PolicySettings {
     bool offerAll = false;
     /** Phones that tether in a way that the plug-in takes for none. */
     bool switchTethers = false;
+    /** How often within a minute a phone may be offered to be switched, at one port; 0: any number. */
+    unsigned maxSwitches = 3;
+    /** Reset the port of a phone that is in accessory mode at the start. */
+    bool resetStale = false;
     /** Judge and ask the plug-in for its interest, but offer nothing. */
     bool dryRun = false;
 };

@@ -1,5 +1,6 @@
 #include "host/Run.h"
 
+#include "host/Admission.h"
 #include "host/Host.h"
 #include "host/Observers.h"
 #include "host/Plugin.h"
@@ -44,8 +45,14 @@ void startProvider(UsbProvider& provider, Host& host, Output& output) {
 void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& host, Output& output,
            Tracing* tracing) {
     Devices& devices = host.devices();
+    Admission admission(loop, output, options.policy, [&](const std::string& port) { devices.retry(port); });
+    devices.setGate(
+        [&](const UsbDevice& device, const Verdict& verdict) { return admission.mayOffer(device, verdict); });
     UsbProvider provider(loop, {[&](const UsbDevice& device) { devices.seen(device); },
-                                [&](const std::string& port) { devices.gone(port); }});
+                                [&](const std::string& port) {
+                                    admission.unplugged(port);
+                                    devices.gone(port);
+                                }});
     loop.watchSignals([&loop](int) { loop.quit(); });
     Timer end(loop, [&loop] { loop.quit(); });
     if (options.seconds)
@@ -55,6 +62,7 @@ void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& ho
     host.start(tracing != nullptr ? tracing->around(plugin.initialize()) : plugin.initialize(),
                options.properties);
     startProvider(provider, host, output);
+    admission.startIsOver();
     loop.run([&] {
         host.beforeWait();
         if (tracing != nullptr)

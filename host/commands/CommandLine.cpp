@@ -75,6 +75,18 @@ void addPolicy(CLI::App& command, PolicySettings& policy) {
                      "Offer everything but hubs. Careful: being asked can upset what is no phone");
 }
 
+void addSwitchLimits(CLI::App& command, PolicySettings& policy) {
+    command
+        .add_option(
+            "--max-switches", policy.maxSwitches,
+            "How often a phone may be offered for the switch at one port within a minute; 0: any number")
+        ->type_name("N")
+        ->default_str("3")
+        ->check(CLI::Range(0U, 1000U).description(""));
+    command.add_flag("--reset-stale", policy.resetStale,
+                     "Reset the port, once, of a phone that is in accessory mode at the start");
+}
+
 void addJson(CLI::App& command, bool& json) {
     command.add_flag("--json", json, "One JSON object a line instead of text for people");
 }
@@ -111,11 +123,12 @@ void addRun(CLI::App& app, Reading& reading) {
         addCommand<RunOptions>(app, reading, "run", "Drive the plug-in and print what happens", help::kRun);
     addPluginSettings(run, options);
     addPolicy(run, options.policy);
+    addSwitchLimits(run, options.policy);
     run.add_flag("--dry-run", options.policy.dryRun, "Say what would be offered and why; offer nothing");
     run.add_option("--for", options.seconds, "End after so many seconds; by default at Ctrl-C or SIGTERM")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 1e9).description(""));
-    run.add_option("--trace", options->trace,
+    run.add_option("--trace", options.trace,
                    "Write everything that happens to this file, for ui.perfetto.dev or chrome://tracing")
         ->type_name("FILE");
 }

@@ -91,6 +91,11 @@ std::size_t UsbfsDevice::pending() {
     return mFlying.size();
 }
 
+unsigned UsbfsDevice::resets() {
+    const std::lock_guard lock(mMutex);
+    return mResets;
+}
+
 void UsbfsDevice::pull() {
     const std::lock_guard lock(mMutex);
     pullLocked();
@@ -123,7 +128,9 @@ Result UsbfsDevice::handleIoctl(unsigned long request, UMockdevIoctlData* argume
         return discard(argument);
     case USBDEVFS_CLAIMINTERFACE:
     case USBDEVFS_RELEASEINTERFACE:
+        return kDone;
     case USBDEVFS_RESET:
+        ++mResets;
         return kDone;
     default:
         return failed(ENOTTY);

@@ -35,6 +35,9 @@ public:
     void hold(bool on);
     // The oldest waiting request ends as the model wanted. False: none waits.
     bool completeNext();
+    // How often a client had its port reset. Nothing else comes of it: what the phone does then is the
+    // test's.
+    unsigned resets();
     // Requests submitted and not ended.
     std::size_t pending();
 
@@ -69,6 +72,7 @@ private:
     DeviceNode mNode;
     bool mHold = false;
     bool mPulled = false;
+    unsigned mResets = 0;
     std::deque<Urb> mFlying;
     std::deque<Urb> mDone;
 };

@@ -62,7 +62,7 @@ const Row kRows[] = {
     {"run --allow phone", 2, "--allow: \"phone\" is not VID or VID:PID, as in 18d1:4ee7"},
     {"run --deny 18d1:", 2, "--deny: \"18d1:\" is not VID or VID:PID"},
     {"run --plugin " TEST_PLUGIN " --for 0.05 --allow 18d1 --allow 1209:1 --deny 4e8 --allow-port 1-1 "
-     "--switch-tethers --dry-run",
+     "--switch-tethers --dry-run --max-switches 0 --reset-stale",
      0, "stopped"},
     {"run --plugin " TEST_PLUGIN " --for 0.05 --offer-all", 0,
      "advice     with --offer-all the plug-in asks"},

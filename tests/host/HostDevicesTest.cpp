@@ -70,6 +70,35 @@ TEST_F(AHost, OffersNothingInADryRun) {
     EXPECT_THAT(gCalls.made, IsEmpty());
 }
 
+TEST_F(AHost, OffersAPostponedDeviceWhenItIsAskedToTryAgain) {
+    bool mayOffer = false;
+    mHost.devices().setGate([&mayOffer](const UsbDevice&, const Verdict&) { return mayOffer; });
+    mHost.devices().seen(phone(4));
+    mHost.devices().retry("1-1");
+    EXPECT_THAT(gCalls.made, IsEmpty());
+    EXPECT_THAT(mLines.of("interest", "level"), IsEmpty());
+
+    mayOffer = true;
+    mHost.devices().retry("1-2");
+    mHost.devices().retry("1-1");
+    mHost.devices().retry("1-1");
+
+    EXPECT_THAT(gCalls.made, ElementsAre("offerDevice"));
+    EXPECT_THAT(mLines.of("verdict", "rule"), ElementsAre("phone-mtp"));
+}
+
+TEST_F(AHost, AsksTheGateAgainWhenAPostponedDeviceIsSeenAgain) {
+    bool mayOffer = false;
+    mHost.devices().setGate([&mayOffer](const UsbDevice&, const Verdict&) { return mayOffer; });
+    mHost.devices().seen(phone(4));
+
+    mayOffer = true;
+    mHost.devices().seen(phone(4));
+    mHost.devices().seen(phone(4));
+
+    EXPECT_THAT(gCalls.made, ElementsAre("offerDevice"));
+}
+
 TEST_F(AHost, LeavesADeviceThatIsHeldAsItIs) {
     mHost.devices().seen(phone(4, 1));
 

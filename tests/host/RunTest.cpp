@@ -132,51 +132,6 @@ TEST(ARun, LeavesHubsAlone) {
     EXPECT_THAT(run.of("device", "name"), ElementsAre(EndsWith("(usb 1-2)")));
 }
 
-TEST(ARun, AsksNoStrangerAnything) {
-    zebphones::Testbed bed;
-    bed.plug(zebphones::loadPhone("mouse"), 1);
-    bed.plug(zebphones::loadPhone("storage-stick"), 2);
-    LiveRun run(withPlugin());
-
-    run.waitFor({{"event", "verdict"}, {"port", "1-1"}, {"offered", false}, {"rule", "hid"}});
-    run.waitFor({{"event", "verdict"}, {"port", "1-2"}, {"offered", false}, {"rule", "storage"}});
-
-    EXPECT_EQ(run.end(), kExitDone);
-    EXPECT_THAT(run.of("interest", "level"), IsEmpty());
-    for (int port : {1, 2})
-        EXPECT_THAT(bed.at(port).received(), IsEmpty());
-}
-
-TEST(ARun, AsksEverythingOnlyWithAWarning) {
-    zebphones::Testbed bed;
-    auto mouse = bed.plug(zebphones::loadPhone("mouse"));
-    RunOptions options = withPlugin();
-    options.policy.offerAll = true;
-    LiveRun run(options);
-
-    run.waitFor({{"event", "advice"}, {"topic", "offer-all"}});
-    run.waitFor({{"event", "verdict"}, {"offered", true}, {"rule", "offer-all"}});
-    run.waitFor({{"event", "entity"}, {"action", "destroyed"}});
-
-    EXPECT_EQ(run.end(), kExitDone);
-    EXPECT_THAT(mouse->received(), SizeIs(1));
-}
-
-TEST(ARun, SendsNothingWhenItIsDry) {
-    zebphones::Testbed bed;
-    auto phone = bed.plug(zebphones::loadPhone("accessory"));
-    RunOptions options = withPlugin();
-    options.policy.dryRun = true;
-    LiveRun run(options);
-
-    run.waitFor({{"event", "verdict"}, {"offered", true}, {"dry_run", true}, {"rule", "phone-adb"}});
-    run.waitFor({{"event", "interest"}, {"level", 30}});
-
-    EXPECT_EQ(run.end(), kExitDone);
-    EXPECT_THAT(run.of("entity", "action"), IsEmpty());
-    EXPECT_THAT(phone->received(), IsEmpty());
-}
-
 std::string withoutConfiguration(std::string entry) {
     const std::string chosen = "bConfigurationValue=1";
     return entry.replace(entry.find(chosen), chosen.size(), "bConfigurationValue=");

@@ -1,0 +1,170 @@
+// What a run offers and what it says to people, on an emulated USB bus and with the plug-in itself.
+#include "phones/Catalogue.h"
+#include "phones/usbfs/SysfsEntry.h"
+#include "phones/usbfs/Testbed.h"
+#include "tests/host/LiveRun.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+
+using namespace testing;
+
+namespace zebhost {
+namespace {
+
+RunOptions withPlugin() {
+    RunOptions options;
+    options.plugin = PLUGIN;
+    return options;
+}
+
+TEST(ARun, AsksNoStrangerAnything) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("mouse"), 1);
+    bed.plug(zebphones::loadPhone("storage-stick"), 2);
+    LiveRun run(withPlugin());
+
+    run.waitFor({{"event", "verdict"}, {"port", "1-1"}, {"offered", false}, {"rule", "hid"}});
+    run.waitFor({{"event", "verdict"}, {"port", "1-2"}, {"offered", false}, {"rule", "storage"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.of("interest", "level"), IsEmpty());
+    for (int port : {1, 2})
+        EXPECT_THAT(bed.at(port).received(), IsEmpty());
+}
+
+TEST(ARun, AsksEverythingOnlyWithAWarning) {
+    zebphones::Testbed bed;
+    auto mouse = bed.plug(zebphones::loadPhone("mouse"));
+    RunOptions options = withPlugin();
+    options.policy.offerAll = true;
+    LiveRun run(options);
+
+    run.waitFor({{"event", "advice"}, {"topic", "offer-all"}});
+    run.waitFor({{"event", "verdict"}, {"offered", true}, {"rule", "offer-all"}});
+    run.waitFor({{"event", "entity"}, {"action", "destroyed"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(mouse->received(), SizeIs(1));
+}
+
+TEST(ARun, SendsNothingWhenItIsDry) {
+    zebphones::Testbed bed;
+    auto phone = bed.plug(zebphones::loadPhone("accessory"));
+    RunOptions options = withPlugin();
+    options.policy.dryRun = true;
+    LiveRun run(options);
+
+    run.waitFor({{"event", "verdict"}, {"offered", true}, {"dry_run", true}, {"rule", "phone-adb"}});
+    run.waitFor({{"event", "interest"}, {"level", 30}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.of("entity", "action"), IsEmpty());
+    EXPECT_THAT(phone->received(), IsEmpty());
+}
+
+/** The node of a bed's device, which a test takes away and brings back. */
+class ANode {
+public:
+    ANode(const zebphones::Testbed& bed, const zebphones::UsbfsDevice& device) :
+        mPath(bed.root() + zebphones::nodePath(device.bus(), device.address())),
+        mTarget(std::filesystem::read_symlink(mPath)) {}
+
+    void remove() { std::filesystem::remove(mPath); }
+    void bringBack() { std::filesystem::create_symlink(mTarget, mPath); }
+
+private:
+    std::filesystem::path mPath;
+    std::filesystem::path mTarget;
+};
+
+TEST(ARun, OffersAPhoneAsSoonAsItsNodeIsThere) {
+    zebphones::Testbed bed;
+    auto phone = bed.plug(zebphones::loadPhone("accessory"));
+    ANode node(bed, *phone);
+    node.remove();
+    LiveRun run(withPlugin());
+    run.waitFor({{"event", "verdict"}, {"offered", true}});
+
+    node.bringBack();
+    run.waitFor({{"event", "log"}, {"text", "Asking AAP device to switch to accessory mode"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.of("advice", "topic"), Not(Contains("node-access")));
+    EXPECT_THAT(phone->received(), SizeIs(8));
+}
+
+TEST(ARun, SaysWhatIsMissingWhenANodeDoesNotCome) {
+    zebphones::Testbed bed;
+    auto phone = bed.plug(zebphones::loadPhone("accessory"));
+    ANode node(bed, *phone);
+    node.remove();
+    LiveRun run(withPlugin());
+
+    std::string text = run.waitFor({{"event", "advice"}, {"topic", "node-access"}, {"port", "1-1"}})["text"];
+    EXPECT_THAT(run.of("interest", "level"), IsEmpty());
+    node.bringBack();
+    run.waitFor({{"event", "interest"}, {"level", 30}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_EQ(text, "the node " + zebphones::nodePath(phone->bus(), phone->address()) +
+                        " is missing: have udevd or devtmpfs make it; in a container, pass /dev/bus/usb in");
+}
+
+TEST(ARun, LeavesAPhoneAloneThatKeepsComingBackInItsOwnMode) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("accessory"));
+    RunOptions options = withPlugin();
+    options.policy.maxSwitches = 2;
+    LiveRun run(options);
+
+    run.waitFor({{"event", "offer"}});
+    bed.bringBack(bed.takeAway(1), 1);
+    run.waitFor({{"event", "offer"}});
+    auto third = bed.bringBack(bed.takeAway(1), 1);
+    std::string text = run.waitFor({{"event", "advice"}, {"topic", "switch-limit"}, {"port", "1-1"}})["text"];
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(text, HasSubstr("was to be switched 2 times within a minute"));
+    EXPECT_THAT(run.of("offer", "port"), SizeIs(2));
+    EXPECT_THAT(third->received(), IsEmpty());
+}
+
+TEST(ARun, SaysThatAPhoneWasInAccessoryModeAlready) {
+    zebphones::Testbed bed;
+    auto stale = bed.plug(zebphones::loadPhone("accessory-2d00"));
+    LiveRun run(withPlugin());
+
+    std::string text = run.waitFor({{"event", "advice"}, {"topic", "stale-accessory"}})["text"];
+    run.waitFor({{"event", "value"}, {"key", "zebcmd"}});
+    bed.unplug(1);
+    bed.plug(zebphones::loadPhone("accessory-2d00"));
+    run.waitFor({{"event", "value"}, {"key", "zebcmd"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(text, HasSubstr("replug it, or start zebhost with --reset-stale"));
+    EXPECT_THAT(run.of("advice", "topic"), ElementsAre("stale-accessory"));
+    EXPECT_EQ(stale->resets(), 0U);
+}
+
+TEST(ARun, ResetsAStalePhoneOnce) {
+    zebphones::Testbed bed;
+    auto stale = bed.plug(zebphones::loadPhone("accessory-2d00"));
+    RunOptions options = withPlugin();
+    options.policy.resetStale = true;
+    LiveRun run(options);
+
+    std::string text = run.waitFor({{"event", "advice"}, {"topic", "stale-accessory"}})["text"];
+    EXPECT_THAT(run.of("offer", "port"), IsEmpty());
+    bed.unplug(1);
+    auto again = bed.plug(zebphones::loadPhone("accessory-2d00"));
+    run.waitFor({{"event", "offer"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(text, HasSubstr("its port was reset, once"));
+    EXPECT_EQ(stale->resets(), 1U);
+    EXPECT_EQ(again->resets(), 0U);
+}
+
+} // namespace
+} // namespace zebhost

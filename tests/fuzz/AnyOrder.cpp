@@ -18,8 +18,12 @@ auto* const kForeign = reinterpret_cast<ZEBDiscovererEntity*>(16);
 
 } // namespace
 
-AnyOrder::AnyOrder(ZEBDiscovererInitializeFunction function, Choices& choices) :
-    mpFunction(function), mChoices(choices), mUsb(FakeUsb::instance()), mSystem(FakeSystem::instance()) {
+AnyOrder::AnyOrder(ZEBDiscovererInitializeFunction function, Choices& choices, Tables tables) :
+    mpFunction(function),
+    mChoices(choices),
+    mTables(tables),
+    mUsb(FakeUsb::instance()),
+    mSystem(FakeSystem::instance()) {
     mUsb.reset(choices);
     mSystem.reset(choices);
 }
@@ -27,11 +31,13 @@ AnyOrder::AnyOrder(ZEBDiscovererInitializeFunction function, Choices& choices) :
 AnyOrder::~AnyOrder() = default;
 
 std::size_t AnyOrder::anySize(std::size_t whole) {
-    switch (mChoices.below(4)) {
+    switch (mChoices.below(8)) {
     case 0:
         return whole;
     case 1:
         return whole + mChoices.below(64);
+    case 2:
+        return mChoices.below(0x10000);
     default:
         return mChoices.below(static_cast<std::uint32_t>(whole) + 1);
     }
@@ -41,7 +47,7 @@ void AnyOrder::begin() {
     constexpr int kLevels[] = {30, 80, 10, 0, -1};
     mpHost = std::make_unique<ModelHost>(mChoices);
     mpHost->logLevel = mChoices.of(kLevels);
-    const bool isWhole = !mChoices.rarely(8);
+    const bool isWhole = mTables == Tables::Usual && !mChoices.rarely(8);
     const std::size_t interfaceSize = sizeof(ZEBDiscovererInterface);
     const std::size_t callbackSize = sizeof(ZEBDiscovererCallbacks);
     mpHost->initialize(mpFunction, isWhole ? interfaceSize : anySize(interfaceSize),
@@ -59,13 +65,64 @@ int AnyOrder::live(int calls) {
         anyCall();
         ++made;
     }
+    end();
+    return made;
+}
+
+void AnyOrder::end() {
     if (mRuns && mpHost->isWhole())
         expectNextPhonesWork();
     mpHost->destroy();
     mUsb.expectNothingLeft();
     mSystem.expectNothingLeft();
     mpHost.reset();
-    return made;
+}
+
+void AnyOrder::offerRecords(int calls) {
+    begin();
+    for (int made = 0; mRuns && made < calls && !mChoices.isUsedUp(); ++made) {
+        const RandomRecord& record = newRecord();
+        mpHost->getInterest(record, true);
+        if (record.mayBeOffered())
+            mpHost->offer(record);
+        ZEBDiscovererEntity* const entity = anyEntity();
+        if (!entity)
+            continue;
+        mpHost->fetch(entity, mChoices.of(kKeys));
+        mpHost->unsupported(10, entity);
+        if (mpHost->entities().contains(entity))
+            mpHost->destroyEntity(entity);
+    }
+    end();
+}
+
+void AnyOrder::shakeHands(int calls) {
+    begin();
+    RandomRecord& phone = *mRecords.emplace_back(
+        std::make_unique<RandomRecord>(1, usbProperties("04e8", "6860"), plainDescriptors()));
+    for (int made = 0; mRuns && made < calls && !mChoices.isUsedUp(); ++made) {
+        if (mpHost->entities().empty()) {
+            mUsb.plug(phone.number(0), phone.number(1));
+            mpHost->offer(phone);
+        }
+        switch (ZEBDiscovererEntity* const entity = anyEntity(); entity ? mChoices.below(16) : 11) {
+        case 12:
+            mpHost->destroyEntity(entity);
+            break;
+        case 13:
+            mpHost->remove(phone);
+            break;
+        case 14:
+            mChoices.rarely(2) ? mpHost->start() : mpHost->stop();
+            break;
+        case 15:
+            mpHost->expireTimer(entity);
+            break;
+        default:
+            handleCall();
+        }
+    }
+    end();
 }
 
 void AnyOrder::anyCall() {

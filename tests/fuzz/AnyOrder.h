@@ -15,15 +15,23 @@ namespace zebtest {
  */
 class AnyOrder {
 public:
-    AnyOrder(ZEBDiscovererInitializeFunction function, Choices& choices);
+    /** Mostly the tables of today, or those of any host. */
+    enum class Tables { Usual, Any };
+
+    AnyOrder(ZEBDiscovererInitializeFunction function, Choices& choices, Tables tables = Tables::Usual);
     ~AnyOrder();
     AnyOrder(const AnyOrder&) = delete;
     AnyOrder& operator=(const AnyOrder&) = delete;
 
     /** Live for so many calls of entry points at most, and end; returns how many were made. */
     int live(int calls);
+    /** The same with nothing but devices, which are offered and destroyed again. */
+    void offerRecords(int calls);
+    /** The same with one phone that is to be switched. */
+    void shakeHands(int calls);
 
 private:
+    void end();
     /** Sizes of tables that a host might have. */
     std::size_t anySize(std::size_t whole);
     void begin();
@@ -45,6 +53,7 @@ private:
 
     ZEBDiscovererInitializeFunction mpFunction;
     Choices& mChoices;
+    const Tables mTables;
     FakeUsb& mUsb;
     FakeSystem& mSystem;
     std::vector<std::unique_ptr<RandomRecord>> mRecords;

@@ -17,7 +17,14 @@ constexpr const char* kPlaces[] = {"1", "2", "3", "007", "", "-3", "abc"};
 
 template <std::size_t N>
 Text textOf(Choices& choices, const char* const (&values)[N]) {
-    return choices.rarely(16) ? Text() : Text(choices.of(values));
+    if (choices.rarely(16))
+        return {};
+    if (!choices.rarely(16))
+        return choices.of(values);
+    std::string text(choices.below(8), ' ');
+    for (char& c : text)
+        c = static_cast<char>(1 + choices.below(255));
+    return text;
 }
 
 Descriptor anyDescriptor(Choices& choices, int depth) {

@@ -1,4 +1,5 @@
-// A host ends an entity at any moment of the hand-shake, in each way that it has.
+// A host ends an entity and starts it again. All ways to end one, at every moment and in every order, are in
+// tests/reliability/EveryMomentTest.cpp.
 #include "tests/handshake/LibUsbSpy.h"
 #include "tests/handshake/Rig.h"
 
@@ -24,20 +25,6 @@ void advanceToMoment(Rig& rig, int moment) {
 
 class AtAnyMoment : public TestWithParam<int> {};
 
-TEST_P(AtAnyMoment, StopCancelsAndClosesEverything) {
-    Rig rig;
-    advanceToMoment(rig, GetParam());
-
-    rig.host.entry.stop(rig.host.discoverer);
-
-    EXPECT_EQ(rig.phone->pending(), 0U);
-    EXPECT_THAT(rig.host.handles(), IsEmpty());
-    EXPECT_THAT(rig.host.entityTimers(), IsEmpty());
-    EXPECT_THAT(rig.host.callsOf("discovererStopped"), SizeIs(1));
-    EXPECT_THAT(rig.logged(10), IsEmpty());
-    EXPECT_EQ(rig.lostCalls(), 0);
-}
-
 TEST_P(AtAnyMoment, AStoppedEntityStartsFromTheBeginning) {
     Rig rig;
     advanceToMoment(rig, GetParam());
@@ -49,43 +36,6 @@ TEST_P(AtAnyMoment, AStoppedEntityStartsFromTheBeginning) {
 
     ASSERT_TRUE(rig.runUntil([&] { return rig.requests() == before + 7; }));
     EXPECT_EQ(rig.phone->received().at(before).setup.request, kGetProtocol);
-}
-
-TEST_P(AtAnyMoment, RemoveDeviceReportsItLost) {
-    Rig rig;
-    advanceToMoment(rig, GetParam());
-    rig.bed.unplug(1);
-
-    rig.removeDevice();
-    EXPECT_EQ(rig.lostCalls(), 1);
-    EXPECT_THAT(rig.host.handles(), IsEmpty());
-    rig.host.destroyEntity(rig.entity);
-
-    EXPECT_THAT(rig.host.callsOf("releaseDevice"), SizeIs(1));
-    EXPECT_THAT(rig.host.entities(), IsEmpty());
-}
-
-TEST_P(AtAnyMoment, DestroyEntityCancelsItsTimerTwice) {
-    Rig rig;
-    advanceToMoment(rig, GetParam());
-    rig.host.takeCalls();
-
-    rig.host.destroyEntity(rig.entity);
-
-    // The entity's own stop, and its base's.
-    const std::vector<Call> cancelled = rig.host.callsOf("setEntityTimer");
-    ASSERT_GE(cancelled.size(), 2U);
-    EXPECT_THAT(cancelled, Each(Call{"setEntityTimer", {rig.entity, -1}}));
-    EXPECT_THAT(rig.host.callsOf("releaseDevice"), SizeIs(1));
-    EXPECT_EQ(rig.phone->pending(), 0U);
-    EXPECT_THAT(rig.host.handles(), IsEmpty());
-}
-
-TEST_P(AtAnyMoment, DestroyingTheDiscovererEndsAll) {
-    Rig rig;
-    advanceToMoment(rig, GetParam());
-
-    // The rig's own end does it, and finds everything returned.
 }
 
 INSTANTIATE_TEST_SUITE_P(OfTheHandshake, AtAnyMoment, Range(0, kAllSent + 1));

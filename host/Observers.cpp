@@ -2,8 +2,12 @@
 
 namespace zebhost {
 
-Observers::Observers(Output& output) :
-    mOutput(output), mStageTimes([&output](const Event& event) { output.report(event); }) {
+Observers::Observers(Loop& loop, Output& output) :
+    mOutput(output),
+    mStageTimes([&output](const Event& event) { output.report(event); }),
+    mGiveUps([&output](const Event& event) { output.report(event); }),
+    mTetherAdvice(loop, {[](const std::string& port) { return networksAt(Machine(), port); },
+                         [&output](const Event& event) { output.report(event); }}) {
     output.listen([this](uint64_t nowUs, const Event& event) { take(nowUs, event); });
 }
 
@@ -12,8 +16,11 @@ Observers::~Observers() {
 }
 
 void Observers::take(uint64_t nowUs, const Event& event) {
-    if (std::this_thread::get_id() == mThread)
-        mStageTimes.take(nowUs, event);
+    if (std::this_thread::get_id() != mThread)
+        return;
+    mStageTimes.take(nowUs, event);
+    mGiveUps.take(event);
+    mTetherAdvice.take(event);
 }
 
 } // namespace zebhost

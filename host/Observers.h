@@ -1,7 +1,9 @@
 #pragma once
 
+#include "host/GiveUps.h"
 #include "host/Output.h"
 #include "host/StageTimes.h"
+#include "host/TetherAdvice.h"
 
 #include <thread>
 
@@ -13,7 +15,7 @@ namespace zebhost {
  */
 class Observers {
 public:
-    explicit Observers(Output& output);
+    Observers(Loop& loop, Output& output);
     ~Observers();
     Observers(const Observers&) = delete;
     Observers& operator=(const Observers&) = delete;
@@ -24,6 +26,8 @@ private:
     Output& mOutput;
     const std::thread::id mThread = std::this_thread::get_id();
     StageTimes mStageTimes;
+    GiveUps mGiveUps;
+    TetherAdvice mTetherAdvice;
 };
 
 } // namespace zebhost

@@ -4,6 +4,7 @@
 #include "host/Host.h"
 #include "host/Observers.h"
 #include "host/Plugin.h"
+#include "host/PropertyAdvice.h"
 #include "host/UsbProvider.h"
 #include "host/trace/Tracing.h"
 
@@ -29,6 +30,14 @@ private:
     Host& mHost;
     UsbProvider& mProvider;
 };
+
+/** Of what was asked for and may go wrong. */
+void warn(const RunOptions& options, Output& output) {
+    if (options.policy.offerAll)
+        output.report(AdviceEvent{"offer-all", {}, kOfferAllWarning});
+    for (const std::string& sentence : propertyAdvice(options.properties))
+        output.report(AdviceEvent{"empty-property", {}, sentence});
+}
 
 void startProvider(UsbProvider& provider, Host& host, Output& output) {
     try {
@@ -76,16 +85,15 @@ void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& ho
 
 ExitStatus run(const RunOptions& options, std::FILE* out) {
     Output output(out, options.json ? Output::Form::Json : plainFormFor(out));
-    Observers observers(output);
     Loop loop;
+    Observers observers(loop, output);
     Host host(loop, output);
     host.setLogLevel(options.logLevel);
     std::optional<Tracing> tracing;
     if (!options.trace.empty())
         tracing.emplace(TraceOptions{options.trace, options.usbTap}, output, loop);
     host.devices().setPolicy(options.policy);
-    if (options.policy.offerAll)
-        output.report(AdviceEvent{"offer-all", {}, kOfferAllWarning});
+    warn(options, output);
     {
         Plugin plugin(options.plugin.empty() ? defaultPluginPath() : options.plugin);
         drive(options, plugin, loop, host, output, tracing ? &*tracing : nullptr);

@@ -4,8 +4,13 @@
 #include "phones/usbfs/Testbed.h"
 #include "tests/host/LiveRun.h"
 
+#include <arpa/inet.h>
 #include <filesystem>
 #include <gmock/gmock.h>
+
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 using namespace testing;
 
@@ -164,6 +169,76 @@ TEST(ARun, ResetsAStalePhoneOnce) {
     EXPECT_THAT(text, HasSubstr("its port was reset, once"));
     EXPECT_EQ(stale->resets(), 1U);
     EXPECT_EQ(again->resets(), 0U);
+}
+
+/** The sentence that a run with this phone says for why it was not switched. */
+std::string whyNotSwitched(const char* phone, const RunOptions& options = withPlugin()) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone(phone));
+    LiveRun run(options);
+    std::string text = run.waitFor({{"event", "advice"}, {"topic", "not-switched"}, {"port", "1-1"}})["text"];
+    EXPECT_EQ(run.end(), kExitDone);
+    return text;
+}
+
+TEST(ARun, SaysWhyAPhoneWasNotSwitched) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"no-accessory", "refused the first question (request 51)"},
+        {"accessory-version-0", "version 0 of the accessory protocol"},
+        {"accessory-short", "less than it was asked to"},
+        {"accessory-silent", "did not answer in time"},
+        {"accessory-drops-at-string", "left the bus"},
+    };
+    for (const auto& [phone, sentence] : rows)
+        EXPECT_THAT(whyNotSwitched(phone), HasSubstr(sentence)) << phone;
+}
+
+TEST(ARun, WarnsThatNewerPhonesRefuseEmptyStrings) {
+    RunOptions options = withPlugin();
+    options.properties = {{"aapserial", ""}};
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("accessory-user-space"));
+    LiveRun run(options);
+
+    std::string warning = run.waitFor({{"event", "advice"}, {"topic", "empty-property"}})["text"];
+    std::string text = run.waitFor({{"event", "advice"}, {"topic", "not-switched"}})["text"];
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(warning, HasSubstr("the property aapserial is empty: newer phones refuse an empty string"));
+    EXPECT_THAT(text, HasSubstr("newer phones refuse empty strings"));
+}
+
+/** "0.0.0.0" takes it away again. */
+void setLoopbackAddress(const char* address) {
+    sockaddr_in inet{};
+    inet.sin_family = AF_INET;
+    inet_pton(AF_INET, address, &inet.sin_addr);
+    ifreq request{};
+    std::strcpy(request.ifr_name, "lo:1");
+    std::memcpy(&request.ifr_addr, &inet, sizeof inet);
+    int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ioctl(descriptor, SIOCSIFADDR, &request);
+    close(descriptor);
+}
+
+TEST(ARun, NamesTheAddressThatThePluginDoesNotLookFor) {
+    setLoopbackAddress("0.0.0.0");
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("rndis-random-subnet"));
+    // The phone's interface is the loopback one: no other can be had everywhere.
+    std::filesystem::create_directories(bed.root() + "/sys/devices/pci0000:00/usb1/1-1/1-1:1.0/net/lo");
+    LiveRun run(withPlugin());
+    run.waitFor({{"event", "entity"}, {"action", "published"}});
+
+    setLoopbackAddress("10.42.187.23");
+    std::string text =
+        run.waitFor({{"event", "advice"}, {"topic", "tether-address"}, {"port", "1-1"}})["text"];
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(text,
+                StartsWith("lo has the address 10.42.187.23, but the plug-in looks for one that begins with "
+                           "192.168.42"));
+    setLoopbackAddress("0.0.0.0");
 }
 
 } // namespace

@@ -32,6 +32,8 @@ TEST(AConfiguration, SetsWhatItNames) {
         allow-ports = ["1-1.2"]
         switch-tethers = true
         offer-all = true
+        max-switches = 7
+        reset-stale = true
     )");
 
     EXPECT_EQ(settings.logLevel, ZEBDiscoveryLogSeverityDebug);
@@ -42,6 +44,8 @@ TEST(AConfiguration, SetsWhatItNames) {
     EXPECT_THAT(settings.policy.allowPorts, ElementsAre("1-1.2"));
     EXPECT_TRUE(settings.policy.switchTethers);
     EXPECT_TRUE(settings.policy.offerAll);
+    EXPECT_EQ(settings.policy.maxSwitches, 7u);
+    EXPECT_TRUE(settings.policy.resetStale);
 }
 
 TEST(AConfiguration, ThatIsEmptyLeavesTheDefaults) {
@@ -70,6 +74,8 @@ const Row kRows[] = {
     {"[policy]\nallow = [1]", 2, 10, "wants a list of"},
     {"[policy]\nallow-ports = [1.2]", 2, 16, "wants a list of ports"},
     {"[policy]\noffer-all = \"true\"", 2, 13, "wants true or false"},
+    {"[policy]\nmax-switches = -1", 2, 16, "wants a number from 0 to 1000"},
+    {"[policy]\nmax-switches = 1001", 2, 16, "wants a number from 0 to 1000"},
     {"[policy]\nswitch-tethers = 1", 2, 18, "wants true or false"},
     {"[plugin]\npath = 1", 2, 8, "wants a text in quotes"},
     {"[plugin]\nproperties = 1", 2, 14, "wants a table of texts"},

@@ -260,5 +260,19 @@ TEST(AHostsEntryPoints, AreThoseOfOneModeAtLeast) {
                                                  Not(HasSubstr("getMultipleEventHandlesEx"))));
 }
 
+TEST(TheEndingSignals, AreBlockedOnThreadsThatComeLater) {
+    sigset_t before, blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &before);
+    blockSignals();
+
+    std::thread([&blocked] { pthread_sigmask(SIG_BLOCK, nullptr, &blocked); }).join();
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        EXPECT_EQ(sigismember(&before, signal), 0) << signal;
+        EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
+    }
+}
+
 } // namespace
 } // namespace zebhost

@@ -53,6 +53,14 @@ nlohmann::json LiveRun::waitFor(const nlohmann::json& members) {
     return nullptr;
 }
 
+bool LiveRun::read(size_t lines) {
+    while (mLines.size() < lines) {
+        if (!readLine())
+            return false;
+    }
+    return true;
+}
+
 ExitStatus LiveRun::end() {
     // For this process alone, and blocked on each thread: the run's loop gets it.
     kill(getpid(), SIGTERM);
@@ -102,7 +110,7 @@ bool LiveRun::fill() {
     std::array<char, 4096> bytes;
     if (poll(&ready, 1, kPatienceMs) <= 0)
         return false;
-    ssize_t length = read(mReader, bytes.data(), bytes.size());
+    ssize_t length = ::read(mReader, bytes.data(), bytes.size());
     if (length <= 0)
         return false;
     mUnread.append(bytes.data(), static_cast<size_t>(length));

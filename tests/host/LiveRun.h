@@ -22,6 +22,9 @@ public:
      *  null, when none comes within ten seconds. */
     nlohmann::json waitFor(const nlohmann::json& members);
 
+    /** Read so many lines; false when it does not tell as many within ten seconds. */
+    bool read(size_t lines);
+
     /** End it by SIGTERM, and read the rest. */
     ExitStatus end();
 

@@ -183,6 +183,42 @@ TEST(ARun, LeavesNothingOpen) {
     EXPECT_EQ(zebtest::countOpenDescriptors(), before);
 }
 
+struct Ending {
+    const char* phone;
+    /** Of the last line that comes without a wait. */
+    nlohmann::json last;
+};
+
+TEST(ARun, EndsCleanlyAfterAnyLine) {
+    const Ending rows[] = {
+        {"accessory", {{"event", "log"}, {"text", "Setting AAP timer."}}},
+        {"accessory-2d00", {{"event", "value"}, {"key", "connectionPassPossible"}}},
+        {"rndis", {{"event", "value"}, {"key", "connectionPassPossible"}}},
+    };
+    zebphones::Testbed bed;
+    for (const Ending& row : rows) {
+        bed.plug(zebphones::loadPhone(row.phone));
+        LiveRun whole(withPlugin());
+        whole.waitFor(row.last);
+        size_t lines = whole.story().size();
+        whole.end();
+        int before = zebtest::countOpenDescriptors();
+
+        for (size_t n = 1; n <= lines; ++n) {
+            LiveRun run(withPlugin());
+            EXPECT_TRUE(run.read(n)) << row.phone << n;
+
+            EXPECT_EQ(run.end(), kExitDone) << row.phone << n;
+            EXPECT_THAT(run.of("violation", "text"), IsEmpty()) << row.phone << n;
+            EXPECT_THAT(run.of("stopped", "error"), ElementsAre("0")) << row.phone << n;
+        }
+
+        EXPECT_GT(lines, 8u) << row.phone;
+        EXPECT_EQ(zebtest::countOpenDescriptors(), before) << row.phone;
+        bed.unplug(1);
+    }
+}
+
 TEST(ARun, EndsWhenNobodyReadsItsLines) {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> full(std::fopen("/dev/full", "w"), std::fclose);
 

@@ -1,0 +1,93 @@
+#include "host/GiveUps.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace zebhost {
+namespace {
+
+constexpr std::string_view kStartLine = "Asking AAP device to switch to accessory mode";
+
+struct Row {
+    /** How the line begins; the first row counts that fits. */
+    std::string_view line;
+    const char* sentence;
+};
+
+constexpr Row kRows[] = {
+    {"Device doesn't support AAP protocol",
+     "it refused the first question (request 51): it knows no accessory mode, or is no phone"},
+    {"Unknown AAP protocol version returned", "it says that it speaks version 0 of the accessory protocol, "
+                                              "which is none: accessory mode is off on it"},
+    {"USB transfer failed to be transfered completely (0 instead",
+     "it did not answer in time: unlock it and plug it in again, or try another cable"},
+    {"USB transfer failed to be transfered completely",
+     "it sent or took less than it was asked to: it does not speak the accessory protocol properly"},
+    {"USB transfer failed with status 4",
+     "it refused a part of the hand-shake: newer phones refuse empty strings (see the properties aap...)"},
+    {"USB transfer failed with status 5", "it left the bus in the middle of the hand-shake"},
+    {"USB transfer failed with status", "a request failed on the bus: try another cable or port"},
+    {"Submission of control transfer failed",
+     "a request could not be sent: the phone has just gone, or the kernel is short of memory"},
+    {"Failed to open USB device", "its node could not be opened: does another program hold the phone?"},
+    {"Failed to initialise libusb", "libusb could not be started: \"zebhost doctor\" says more"},
+};
+
+} // namespace
+
+std::optional<std::string> failureOf(const std::string& logLine) {
+    auto row = std::find_if(std::begin(kRows), std::end(kRows),
+                            [&logLine](const Row& r) { return logLine.starts_with(r.line); });
+    return row == std::end(kRows) ? std::nullopt : std::optional<std::string>(row->sentence);
+}
+
+void GiveUps::take(const Event& event) {
+    std::visit([this](const auto& e) { on(e); }, event);
+}
+
+void GiveUps::on(const DeviceEvent& event) {
+    auto candidate = std::find_if(mCandidates.begin(), mCandidates.end(), [&event](const auto& one) {
+        return one.second.address.port == event.address.port;
+    });
+    if (candidate == mCandidates.end())
+        return;
+    // With several at once it is not known which of them was asked.
+    if (!candidate->second.isAsked && mCandidates.size() == 1)
+        tell(candidate->second, "it left the bus before it was asked to switch: it was unplugged, or it does "
+                                "not stand the hand-shake");
+    mCandidates.erase(candidate);
+}
+
+void GiveUps::on(const EntityEvent& event) {
+    std::string_view action = event.action;
+    if (action == "added") {
+        mCandidates.insert_or_assign(event.id, Candidate{event.address});
+        return;
+    }
+    auto candidate = mCandidates.find(event.id);
+    if (candidate == mCandidates.end())
+        return;
+    if (action == "lost")
+        tell(candidate->second,
+             candidate->second.isAsked
+                 ? "it was asked to switch and stayed as it is: unlock it, and plug it in again"
+                 : "the plug-in gave it up without a word: --log debug may say more");
+    mCandidates.erase(candidate);
+}
+
+void GiveUps::on(const LogEvent& event) {
+    if (mCandidates.size() != 1)
+        return;
+    Candidate& candidate = mCandidates.begin()->second;
+    candidate.isAsked = candidate.isAsked || event.text == kStartLine;
+    if (std::optional<std::string> failure = failureOf(event.text))
+        tell(candidate, *failure);
+}
+
+void GiveUps::tell(Candidate& candidate, const std::string& sentence) {
+    if (!candidate.isTold)
+        mReport(AdviceEvent{"not-switched", candidate.address, "this phone was not switched: " + sentence});
+    candidate.isTold = true;
+}
+
+} // namespace zebhost

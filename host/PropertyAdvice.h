@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zebhost {
+
+/** A sentence for each string that the plug-in would send to a phone empty. One that is not set is not
+ *  empty: the plug-in has a text of its own for it. */
+std::vector<std::string> propertyAdvice(const std::vector<std::pair<std::string, std::string>>& properties);
+
+} // namespace zebhost

@@ -1,0 +1,115 @@
+#include "host/GiveUps.h"
+#include "host/PropertyAdvice.h"
+
+#include <gmock/gmock.h>
+
+using namespace testing;
+
+namespace zebhost {
+namespace {
+
+const UsbAddress kPhone{1, 4, "1-1"};
+const UsbAddress kOther{1, 5, "1-2"};
+constexpr char kAsked[] = "Asking AAP device to switch to accessory mode";
+
+class APhoneThatIsNotSwitched : public Test {
+protected:
+    void add(uint32_t id, const UsbAddress& address) { mGiveUps.take(EntityEvent{"added", id, address}); }
+    void lose(uint32_t id, const UsbAddress& address) { mGiveUps.take(EntityEvent{"lost", id, address}); }
+    void log(const char* line) { mGiveUps.take(LogEvent{10, line}); }
+    void unplug(const UsbAddress& address) { mGiveUps.take(DeviceEvent{"remove", address, "", "", ""}); }
+
+    std::vector<std::string> mSaid;
+    GiveUps mGiveUps{[this](const Event& event) {
+        const auto& advice = std::get<AdviceEvent>(event);
+        mSaid.push_back(advice.address.port + " " + advice.text);
+    }};
+};
+
+TEST_F(APhoneThatIsNotSwitched, IsExplainedByThePluginsLog) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"Device doesn't support AAP protocol", "request 51"},
+        {"Unknown AAP protocol version returned 0", "version 0"},
+        {"USB transfer failed to be transfered completely (0 instead of 2)", "did not answer in time"},
+        {"USB transfer failed to be transfered completely (1 instead of 2)", "less than it was asked to"},
+        {"USB transfer failed with status 4", "refuse empty strings"},
+        {"USB transfer failed with status 5", "left the bus in the middle"},
+        {"USB transfer failed with status 1", "another cable or port"},
+        {"Submission of control transfer failed, error -4", "could not be sent"},
+        {"Failed to open USB device with error -3", "could not be opened"},
+        {"Failed to initialise libusb with error -99", "zebhost doctor"},
+    };
+    for (const auto& [line, sentence] : rows) {
+        mSaid.clear();
+        add(1, kPhone);
+        log(line);
+        lose(1, kPhone);
+
+        EXPECT_THAT(mSaid,
+                    ElementsAre(AllOf(StartsWith("1-1 this phone was not switched: "), HasSubstr(sentence))))
+            << line;
+    }
+}
+
+TEST_F(APhoneThatIsNotSwitched, IsExplainedByWhatHappenedElse) {
+    add(1, kPhone);
+    lose(1, kPhone);
+    add(2, kPhone);
+    log(kAsked);
+    lose(2, kPhone);
+    add(3, kPhone);
+    unplug(kPhone);
+
+    EXPECT_THAT(mSaid, ElementsAre(HasSubstr("gave it up without a word"), HasSubstr("stayed as it is"),
+                                   HasSubstr("left the bus before it was asked to switch")));
+}
+
+TEST_F(APhoneThatIsNotSwitched, IsNotOneThatLeavesToSwitch) {
+    add(1, kPhone);
+    log(kAsked);
+    unplug(kPhone);
+    lose(1, kPhone);
+
+    EXPECT_THAT(mSaid, IsEmpty());
+}
+
+TEST_F(APhoneThatIsNotSwitched, IsNotGuessedAmongSeveral) {
+    add(1, kPhone);
+    add(2, kOther);
+    log("Device doesn't support AAP protocol");
+    unplug(kOther);
+    lose(1, kPhone);
+
+    EXPECT_THAT(mSaid,
+                ElementsAre(HasSubstr("1-1 this phone was not switched: the plug-in gave it up without")));
+}
+
+TEST_F(APhoneThatIsNotSwitched, IsNotOneThatTheEndOfTheRunDestroys) {
+    add(1, kPhone);
+    mGiveUps.take(EntityEvent{"destroyed", 1, kPhone});
+    unplug(kPhone);
+
+    EXPECT_THAT(mSaid, IsEmpty());
+}
+
+TEST_F(APhoneThatIsNotSwitched, IsNoneOfTheOtherLines) {
+    add(1, kPhone);
+    log("Setting AAP timer.");
+
+    EXPECT_THAT(mSaid, IsEmpty());
+}
+
+TEST(Properties, AreWarnedOfWhenTheyAreEmpty) {
+    EXPECT_THAT(propertyAdvice({}), IsEmpty());
+    EXPECT_THAT(propertyAdvice({{"aapmodel", "Bench"}, {"other", ""}}), IsEmpty());
+    EXPECT_THAT(propertyAdvice({{"aapmodel", ""}, {"aapmodel", "Bench"}}), IsEmpty());
+    EXPECT_THAT(propertyAdvice({{"aapuri", "x"}, {"aapuri", ""}, {"aapmodel", ""}}),
+                ElementsAre(StartsWith("the property aapmodel is empty"),
+                            StartsWith("the property aapuri is empty")));
+    for (const char* key :
+         {"aapmanufacturer", "aapmodel", "aapdescription", "aapversion", "aapuri", "aapserial"})
+        EXPECT_THAT(propertyAdvice({{key, ""}}), SizeIs(1)) << key;
+}
+
+} // namespace
+} // namespace zebhost

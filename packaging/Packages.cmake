@@ -64,7 +64,7 @@ The headers of the contract between a host and its discoverer plug-ins,
 and the frame that discoverers are built on, as a static library with
 its headers.")
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libc6-dev, libusb-1.0-0-dev")
-set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "zebdiscoverer-usb ${this}")
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "zebdiscoverer-usb ${this}, libudev-dev, libglib2.0-dev")
 
 file(GENERATE OUTPUT ${CPACK_ZEB_DEPENDENCIES} CONTENT "${dependencies}")
 include(CPack)

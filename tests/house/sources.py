@@ -17,7 +17,7 @@ LAYERS = {
     "common": {"common", "mxcommon", "zebdiscovery"},
     "usb": {"usb", "common", "mxcommon", "zebdiscovery"},
 }
-AROUND = ("host", "phones", "lab", "tests", "bench")
+AROUND = ("host", "phones", "lab", "tests", "bench", "examples")
 FUNCTION_LINES = 40
 FILE_LINES = 400
 

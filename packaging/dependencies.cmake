@@ -24,7 +24,10 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     endif()
     execute_process(COMMAND env DEB_HOST_ARCH=${architecture} dpkg-shlibdeps ${options} ${files_${component}}
                     WORKING_DIRECTORY ${folder} OUTPUT_VARIABLE found ERROR_VARIABLE complaints
-                    COMMAND_ERROR_IS_FATAL ANY OUTPUT_STRIP_TRAILING_WHITESPACE)
+                    RESULT_VARIABLE result OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT result EQUAL 0)
+        message(FATAL_ERROR "${complaints}")
+    endif()
     string(TOUPPER ${component} key)
     string(REGEX REPLACE "^.*Depends=" "" found ${found})
     set(all ${found} ${CPACK_DEBIAN_${key}_PACKAGE_DEPENDS})

@@ -306,7 +306,8 @@ bool UsbEntity::takePublishFlag() { return std::exchange(mPublishOnce, false); }
 void UsbEntity::addEventHandle(ZEBDiscovererEventHandle* pHandle, bool writeNotifications) {
     ZEB_ASSERT(pHandle && *pHandle != ZEBDiscovererNoEventHandle);
     ZEB_ASSERT(usesMultipleHandles());
-    mHandles.insert(pHandle);
+    if (!isRegistered(pHandle))
+        mHandles.push_back(pHandle);
     mManager.addEventHandle(pHandle, writeNotifications);
 }
 
@@ -314,7 +315,7 @@ void UsbEntity::removeEventHandle(ZEBDiscovererEventHandle* pHandle) {
     ZEB_ASSERT(usesMultipleHandles());
     // Disowned last: the host must not watch a handle without an owner.
     mManager.removeEventHandle(pHandle);
-    mHandles.erase(pHandle);
+    std::erase(mHandles, pHandle);
 }
 
 void UsbEntity::dropEventHandles() noexcept {
@@ -329,9 +330,13 @@ void UsbEntity::dropEventHandles() noexcept {
 void UsbEntity::setTimerForHandle(ZEBDiscovererEventHandle* pHandle,
                                   ZEBDiscoverySDKTimeoutMicroseconds timeout) {
     ZEB_ASSERT(usesMultipleHandles());
-    if (!mHandles.contains(pHandle))
+    if (!isRegistered(pHandle))
         ZEB_ASSERT(false);
     mManager.setTimerForHandle(pHandle, timeout);
+}
+
+bool UsbEntity::isRegistered(const ZEBDiscovererEventHandle* pHandle) const {
+    return std::find(mHandles.begin(), mHandles.end(), pHandle) != mHandles.end();
 }
 
 bool UsbEntity::ownsHandle(const ZEBDiscovererEventHandle* pHandle) const {

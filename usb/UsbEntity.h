@@ -5,7 +5,7 @@
 #include "usb/EntityManager.h"
 
 #include <cstdint>
-#include <set>
+#include <vector>
 
 namespace zebdiscoverer_usb {
 
@@ -126,6 +126,7 @@ private:
     void waitForCommand();
     void closeOnFailure();
     bool spendRetry();
+    bool isRegistered(const ZEBDiscovererEventHandle* pHandle) const;
 
     zebdiscovery::HostString mpZebCmd;
     /** Never changed: every entity closes its own handle after a failure. */
@@ -133,7 +134,7 @@ private:
     bool mPublishOnce = true;
     EntityManager& mManager;
     ZEBDiscovererEventHandle mOwnEventHandle = ZEBDiscovererNoEventHandle;
-    std::set<ZEBDiscovererEventHandle*> mHandles;
+    std::vector<ZEBDiscovererEventHandle*> mHandles;
     const ZEBDeviceInfo* const mpDevice;
     /** At most one fetch of "zebcmd" is held. */
     zebdiscovery::HostString mpPendingKey;

@@ -1,0 +1,60 @@
+"""Runs of zebhost on this machine."""
+
+import subprocess
+import time
+from pathlib import Path
+from statistics import median
+
+import native
+from programs import BUILD, FIRST
+from table import amount, ratio
+
+HOST = [str(BUILD / "zebhost"), "run", "--json"]
+BASELINE = [str(BUILD / "bench/true-baseline")]
+COMMAND = "scripts/bench --quick"
+
+
+def measure(quick):
+    pairs = [(first_line_after(HOST), first_line_after(BASELINE)) for _ in range(20 if quick else 100)]
+    host, baseline = (median(times) for times in zip(*pairs))
+    wakeups, resident = at_rest(2 if quick else 5)
+    yield ratio("zebhost run, cold start to \"started\"", host, baseline, "ms", 1.5, COMMAND)
+    yield amount("zebhost's resident memory", resident, "KiB", 8 * 1024, COMMAND)
+    yield amount("wake-ups of zebhost, nothing plugged", wakeups, "", 0, COMMAND)
+    rounds = 3 if quick else 11
+    yield amount("plug to published, without the fixed waits", native.plug_to_published(rounds), "ms", 5,
+                 f"build/native/bench/plug-to-published {rounds}")
+
+
+def start(command):
+    return subprocess.Popen([*FIRST, *command], stdout=subprocess.PIPE, stdin=subprocess.DEVNULL)
+
+
+def first_line_after(command):
+    """Milliseconds from the start of a program to the first line that it prints."""
+    begin = time.perf_counter()
+    with start(command) as process:
+        line = process.stdout.readline()
+        took = time.perf_counter() - begin
+        process.terminate()
+    if b"started" not in line:
+        raise RuntimeError(f"{command[0]} did not start: {line!r}")
+    return took * 1e3
+
+
+def status(process, name):
+    text = Path(f"/proc/{process.pid}/status").read_text()
+    return int(next(line.split()[1] for line in text.splitlines() if line.startswith(name + ":")))
+
+
+def at_rest(seconds):
+    """How often a host that has nothing to do woke up, and the most memory it has had, in KiB."""
+    with start(HOST) as process:
+        process.stdout.readline()
+        time.sleep(0.5)
+        before = status(process, "voluntary_ctxt_switches")
+        time.sleep(seconds)
+        wakeups = status(process, "voluntary_ctxt_switches") - before
+        resident = status(process, "VmHWM")
+        process.terminate()
+    return wakeups, resident

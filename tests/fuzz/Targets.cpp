@@ -1,5 +1,6 @@
 #include "tests/fuzz/Targets.h"
 
+#include "host/Configuration.h"
 #include "host/DeviceRecord.h"
 #include "phones/PhoneFile.h"
 #include "tests/fuzz/AnyOrder.h"
@@ -90,9 +91,18 @@ void phoneFiles(const std::uint8_t* bytes, std::size_t size) {
     }
 }
 
+/** A configuration is one, or is refused with a text for people. */
+void configuration(const std::uint8_t* bytes, std::size_t size) {
+    const auto read = zebhost::parseConfiguration({reinterpret_cast<const char*>(bytes), size});
+    const auto* fault = std::get_if<zebhost::ConfigurationFault>(&read);
+    if (fault && (fault->line == 0 || fault->column == 0 || fault->text.empty()))
+        fail("a refusal at line %u, column %u: %s", fault->line, fault->column, fault->text.c_str());
+}
+
 constexpr Target kTargets[] = {
     {"device-records", deviceRecords}, {"call-sequences", callSequences}, {"tables", tables},
-    {"transfers", transfers},          {"descriptors", descriptors},      {"phone-files", phoneFiles},
+    {"transfers", transfers},          {"descriptors", descriptors},      {"configuration", configuration},
+    {"phone-files", phoneFiles},
 };
 
 } // namespace

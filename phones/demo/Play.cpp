@@ -33,8 +33,8 @@ std::string ids(const UsbFace& face) { return hexId(face.vendor) + ":" + hexId(f
 
 } // namespace
 
-Play::Play(NetworkSpace& network, const DemoFiles& files, const std::vector<std::string>& hostArguments) :
-    mNetwork(network), mHost(command(files, hostArguments), files.preload, showHostLine) {}
+Play::Play(const DemoFiles& files, const std::vector<std::string>& hostArguments) :
+    mHost(command(files, hostArguments), files.preload, showHostLine) {}
 
 void Play::run() {
     start();
@@ -69,7 +69,7 @@ void Play::tetheringPhoneComes() {
 
     tell(std::string("The system gives the phone's link the address ") + kLinkAddress +
          ". The phone can be reached.");
-    mNetwork.addInterface(kLinkAddress);
+    mLinks.add(kTetherPort, kLinkAddress);
     expect("zebcmd:v=1;t=USBAND", "the command to connect over the phone's network");
 }
 
@@ -110,7 +110,7 @@ void Play::accessoryPhoneSwitches() {
 
 void Play::bothGo() {
     tell("Both phones are unplugged.");
-    mNetwork.removeInterface();
+    mLinks.remove(kTetherPort);
     for (const int port : {kTetherPort, kAccessoryPort}) {
         mBed.unplug(port);
         expect("lost", "the entity of an unplugged phone is lost");

@@ -2,8 +2,8 @@
 // zebhost, which knows nothing of it, finds them.
 #pragma once
 
+#include "phones/PhoneLinks.h"
 #include "phones/demo/HostProcess.h"
-#include "phones/demo/NetworkSpace.h"
 #include "phones/usbfs/Testbed.h"
 
 #include <string>
@@ -19,7 +19,7 @@ struct DemoFiles {
 
 class Play {
 public:
-    Play(NetworkSpace& network, const DemoFiles& files, const std::vector<std::string>& hostArguments);
+    Play(const DemoFiles& files, const std::vector<std::string>& hostArguments);
 
     // Everything in order. Throws std::runtime_error at the first thing that does not happen.
     void run();
@@ -36,7 +36,7 @@ private:
     void tellWhatThePhoneWasSent();
     void expect(const std::string& line, const std::string& meaning);
 
-    NetworkSpace& mNetwork;
+    PhoneLinks mLinks;
     Testbed mBed;
     HostProcess mHost;
     int mStep = 0;

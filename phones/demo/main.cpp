@@ -1,5 +1,6 @@
 // zebphones-demo: zebhost and the plug-in against two simulated phones. Needs neither
 // USB nor privilege. Exits with 0 only if everything happened as told.
+#include "phones/demo/NetworkSpace.h"
 #include "phones/demo/Play.h"
 
 #include <chrono>
@@ -35,9 +36,9 @@ zebphones::DemoFiles filesOf(const std::filesystem::path& program) {
     return {.zebhost = folder / "zebhost", .preload = "libumockdev-preload.so.0:" + library.string()};
 }
 
-int play(zebphones::NetworkSpace& network, const std::vector<std::string>& hostArguments) {
+int play(const std::vector<std::string>& hostArguments) {
     const auto begin = std::chrono::steady_clock::now();
-    zebphones::Play(network, filesOf(std::filesystem::read_symlink("/proc/self/exe")), hostArguments).run();
+    zebphones::Play(filesOf(std::filesystem::read_symlink("/proc/self/exe")), hostArguments).run();
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
     std::printf("\nBoth phones were found, switched and withdrawn as they should, in %.1f seconds.\n",
                 took.count());
@@ -53,9 +54,9 @@ int main(int argc, char** argv) {
             return std::string_view(argv[1]) == "--help" ? 0 : 2;
         }
         const std::vector<std::string> hostArguments(argv + (argc > 1 ? 2 : 1), argv + argc);
-        zebphones::NetworkSpace network;
+        const zebphones::NetworkSpace network;
         endOnInterrupt();
-        return play(network, hostArguments);
+        return play(hostArguments);
     } catch (const std::exception& e) {
         std::cout << std::flush;
         std::fprintf(stderr, "\nzebphones-demo: %s\n", e.what());

@@ -96,6 +96,16 @@ unsigned UsbfsDevice::resets() {
     return mResets;
 }
 
+std::size_t UsbfsDevice::calls() {
+    const std::lock_guard lock(mMutex);
+    return mCalls;
+}
+
+bool UsbfsDevice::isPulled() {
+    const std::lock_guard lock(mMutex);
+    return mPulled;
+}
+
 void UsbfsDevice::pull() {
     const std::lock_guard lock(mMutex);
     pullLocked();
@@ -115,6 +125,7 @@ void UsbfsDevice::removeNode() {
 
 Result UsbfsDevice::handleIoctl(unsigned long request, UMockdevIoctlData* argument) {
     const std::lock_guard lock(mMutex);
+    ++mCalls;
     if (mPulled)
         return failed(ENODEV);
     switch (request) {

@@ -40,6 +40,10 @@ public:
     unsigned resets();
     // Requests submitted and not ended.
     std::size_t pending();
+    // Ioctls of all clients so far: opening a device takes one already, a request several.
+    std::size_t calls();
+    // Whether by a test or by the phone itself.
+    bool isPulled();
 
     // The plug is pulled: nothing is answered any more and the node reports an error.
     void pull();
@@ -73,6 +77,7 @@ private:
     bool mHold = false;
     bool mPulled = false;
     unsigned mResets = 0;
+    std::size_t mCalls = 0;
     std::deque<Urb> mFlying;
     std::deque<Urb> mDone;
 };

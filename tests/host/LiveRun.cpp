@@ -97,7 +97,7 @@ std::vector<std::string> LiveRun::of(const std::string& event, const std::string
 bool LiveRun::readLine() {
     size_t end = std::string::npos;
     while ((end = mUnread.find('\n')) == std::string::npos) {
-        if (!fill())
+        if (!fill(kPatienceMs))
             return false;
     }
     mLines.push_back(nlohmann::json::parse(mUnread.substr(0, end)));
@@ -105,10 +105,16 @@ bool LiveRun::readLine() {
     return true;
 }
 
-bool LiveRun::fill() {
+void LiveRun::readFor(std::chrono::milliseconds time) {
+    fill(static_cast<int>(time.count()));
+    while (mUnread.find('\n') != std::string::npos)
+        readLine();
+}
+
+bool LiveRun::fill(int patienceMs) {
     pollfd ready{mReader, POLLIN, 0};
     std::array<char, 4096> bytes;
-    if (poll(&ready, 1, kPatienceMs) <= 0)
+    if (poll(&ready, 1, patienceMs) <= 0)
         return false;
     ssize_t length = ::read(mReader, bytes.data(), bytes.size());
     if (length <= 0)

@@ -3,7 +3,7 @@
 
 #include "host/Run.h"
 
-#include <functional>
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
@@ -25,6 +25,9 @@ public:
     /** Read so many lines; false when it does not tell as many within ten seconds. */
     bool read(size_t lines);
 
+    /** Read what comes within that time. */
+    void readFor(std::chrono::milliseconds time);
+
     /** End it by SIGTERM, and read the rest. */
     ExitStatus end();
 
@@ -36,7 +39,7 @@ public:
 
 private:
     bool readLine();
-    bool fill();
+    bool fill(int patienceMs);
 
     std::FILE* mpWriter;
     int mReader;

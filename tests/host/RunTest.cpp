@@ -1,17 +1,15 @@
 // Whole runs, on an emulated USB bus: of the plug-in itself, and of one made to break the contract.
 #include "host/Loop.h"
 #include "phones/Catalogue.h"
+#include "phones/PhoneLinks.h"
 #include "phones/usbfs/SysfsEntry.h"
 #include "phones/usbfs/Testbed.h"
 #include "tests/host/Lines.h"
 #include "tests/host/LiveRun.h"
 #include "tests/support/OpenDescriptors.h"
 
-#include <arpa/inet.h>
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <net/if.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 using namespace testing;
@@ -227,22 +225,8 @@ TEST(ARun, EndsWhenNobodyReadsItsLines) {
 
 // The plug-in itself
 
-/** Give this machine an address; the test has a network name space of its own. */
-bool setAddress(const char* name, const char* address) {
-    ifreq request{};
-    std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
-    sockaddr_in where{};
-    where.sin_family = AF_INET;
-    inet_pton(AF_INET, address, &where.sin_addr);
-    std::memcpy(&request.ifr_addr, &where, sizeof where);
-    int socket_ = socket(AF_INET, SOCK_DGRAM, 0);
-    bool done = ioctl(socket_, SIOCSIFADDR, &request) == 0;
-    close(socket_);
-    return done;
-}
-
 TEST(ThePlugin, FindsATetheringPhone) {
-    ASSERT_TRUE(setAddress("lo:1", "192.168.42.23"));
+    zebphones::PhoneLinks().add(1, "192.168.42.23");
     zebphones::Testbed bed;
     LiveRun run(withPlugin());
     run.waitFor({{"event", "started"}});

@@ -1,0 +1,47 @@
+#include "phones/PhoneLinks.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace zebphones {
+namespace {
+
+void check(int result, const char* what) {
+    if (result < 0)
+        throw std::system_error(errno, std::generic_category(), what);
+}
+
+void setAddress(const std::string& interface, const std::string& address) {
+    sockaddr_in inet{};
+    inet.sin_family = AF_INET;
+    ::inet_pton(AF_INET, address.c_str(), &inet.sin_addr);
+    ifreq request{};
+    std::strncpy(request.ifr_name, interface.c_str(), IFNAMSIZ - 1);
+    std::memcpy(&request.ifr_addr, &inet, sizeof inet);
+
+    const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    check(fd, "socket");
+    const int result = ::ioctl(fd, SIOCSIFADDR, &request);
+    const int error = errno;
+    ::close(fd);
+    errno = error;
+    check(result, "SIOCSIFADDR");
+}
+
+std::string aliasOf(int port) { return "lo:" + std::to_string(port); }
+
+} // namespace
+
+void PhoneLinks::add(int port, const std::string& address) { setAddress(aliasOf(port), address); }
+
+// The kernel removes an interface of this kind with its address.
+void PhoneLinks::remove(int port) { setAddress(aliasOf(port), "0.0.0.0"); }
+
+} // namespace zebphones

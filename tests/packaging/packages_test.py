@@ -12,9 +12,10 @@ import scratch
 
 modules = [made_test]
 if "ZEB_ON_BED" in os.environ:
+    import built_test
     import installed_test
     import system_test
-    modules += [installed_test, system_test]
+    modules += [built_test, installed_test, system_test]
 try:
     suite = unittest.TestSuite(map(unittest.defaultTestLoader.loadTestsFromModule, modules))
     result = unittest.TextTestRunner(verbosity=2).run(suite)

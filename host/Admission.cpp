@@ -30,7 +30,7 @@ bool isToBeSwitched(const UsbDevice& device, const Verdict& verdict) {
 } // namespace
 
 Admission::Admission(Loop& loop, Output& output, const PolicySettings& settings,
-                     std::function<void(const std::string& port)> retry) :
+                     const std::function<void(const std::string& port)>& retry) :
     mOutput(output),
     mSettings(settings),
     mNodes(loop, Machine(), kNodePatienceUs,
@@ -40,24 +40,25 @@ Admission::Admission(Loop& loop, Output& output, const PolicySettings& settings,
     mRetries(loop, retry) {}
 
 bool Admission::mayOffer(const UsbDevice& device, const Verdict& verdict) {
+    if (mIsStarting && is(verdict, "accessory-mode"))
+        mStale.insert(device.port);
     // The plug-in looks at the network for a tether and never opens it.
     if (!is(verdict, "tether-rndis") && !mNodes.isOpen(device))
         return false;
-    if (is(verdict, "accessory-mode") && !isReset(device))
+    if (mStale.erase(device.port) > 0 && !treatStale(device))
         return false;
     return !isToBeSwitched(device, verdict) || isBelowLimit(device);
 }
 
 void Admission::unplugged(const std::string& port) {
+    mStale.erase(port);
     mNodes.forget(port);
     mRetries.erase(port);
     mBreaker.unplugged(port, monotonicMicroseconds());
 }
 
 /** False: it is being reset. */
-bool Admission::isReset(const UsbDevice& device) {
-    if (!mIsStarting || !mStale.insert(device.port).second)
-        return true;
+bool Admission::treatStale(const UsbDevice& device) {
     const std::string found =
         "this phone was in accessory mode already when zebhost started, perhaps left so by "
         "an earlier run, and may not answer";
@@ -77,17 +78,20 @@ bool Admission::isReset(const UsbDevice& device) {
 }
 
 bool Admission::isBelowLimit(const UsbDevice& device) {
-    SwitchBreaker::Answer answer = mBreaker.ask(device.port, monotonicMicroseconds());
-    if (answer == SwitchBreaker::Answer::JustClosed) {
+    uint64_t now = monotonicMicroseconds();
+    SwitchBreaker::Answer answer = mBreaker.ask(device.port, now);
+    if (answer == SwitchBreaker::Answer::Go)
+        return true;
+    if (answer == SwitchBreaker::Answer::JustClosed)
         advise("switch-limit", device,
                "a phone at port " + device.port + " was to be switched " +
                    std::to_string(mSettings.maxSwitches) +
                    " times within a minute and keeps coming back in its own mode: it is left alone for a "
                    "minute. "
                    "Unplug it for five seconds to try at once, or change the limit by --max-switches");
-        mRetries.set(device.port, SwitchBreaker::kMinuteUs);
-    }
-    return answer == SwitchBreaker::Answer::Go;
+    // Also for what came to the closed port meanwhile.
+    mRetries.set(device.port, mBreaker.closedFor(device.port, now));
+    return false;
 }
 
 void Admission::advise(const char* topic, const UsbDevice& device, const std::string& text) {

@@ -21,7 +21,7 @@ class Admission {
 public:
     /** retry is called from the loop when what is at a port may be asked for again. */
     Admission(Loop& loop, Output& output, const PolicySettings& settings,
-              std::function<void(const std::string& port)> retry);
+              const std::function<void(const std::string& port)>& retry);
 
     /** May it be offered now? If not, retry is called when it may be, unless the device goes before. */
     bool mayOffer(const UsbDevice& device, const Verdict& verdict);
@@ -32,7 +32,7 @@ public:
     void startIsOver() { mIsStarting = false; }
 
 private:
-    bool isReset(const UsbDevice& device);
+    bool treatStale(const UsbDevice& device);
     bool isBelowLimit(const UsbDevice& device);
     void advise(const char* topic, const UsbDevice& device, const std::string& text);
 
@@ -41,7 +41,7 @@ private:
     NodeAccess mNodes;
     SwitchBreaker mBreaker;
     bool mIsStarting = true;
-    /** Ports where a phone was found in accessory mode at the start. */
+    /** Ports where a phone was found in accessory mode at the start, and nothing has been done about it. */
     std::set<std::string> mStale;
     Deadlines mRetries;
 };

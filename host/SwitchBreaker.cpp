@@ -22,6 +22,14 @@ SwitchBreaker::Answer SwitchBreaker::ask(const std::string& name, uint64_t now) 
     return Answer::JustClosed;
 }
 
+uint64_t SwitchBreaker::closedFor(const std::string& name, uint64_t now) const {
+    auto port = mPorts.find(name);
+    if (port == mPorts.end() || !port->second.closed)
+        return 0;
+    uint64_t end = *port->second.closed + kMinuteUs;
+    return end > now ? end - now : 0;
+}
+
 void SwitchBreaker::unplugged(const std::string& name, uint64_t now) {
     if (auto port = mPorts.find(name); port != mPorts.end())
         port->second.unplugged = now;

@@ -26,6 +26,9 @@ public:
     /** May what is at this port be offered? "Go" counts. */
     Answer ask(const std::string& port, uint64_t now);
 
+    /** How long a port still is closed; 0 when it is not. */
+    uint64_t closedFor(const std::string& port, uint64_t now) const;
+
     void unplugged(const std::string& port, uint64_t now);
 
 private:

@@ -152,6 +152,21 @@ TEST(ARun, SaysThatAPhoneWasInAccessoryModeAlready) {
     EXPECT_EQ(stale->resets(), 0U);
 }
 
+TEST(ARun, RemembersThatAPhoneIsStaleUntilItsNodeOpens) {
+    zebphones::Testbed bed;
+    auto stale = bed.plug(zebphones::loadPhone("accessory-2d00"));
+    ANode node(bed, *stale);
+    node.remove();
+    LiveRun run(withPlugin());
+    run.waitFor({{"event", "verdict"}, {"rule", "accessory-mode"}});
+
+    node.bringBack();
+    run.waitFor({{"event", "advice"}, {"topic", "stale-accessory"}});
+    run.waitFor({{"event", "offer"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+}
+
 TEST(ARun, ResetsAStalePhoneOnce) {
     zebphones::Testbed bed;
     auto stale = bed.plug(zebphones::loadPhone("accessory-2d00"));

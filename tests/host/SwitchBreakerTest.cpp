@@ -16,6 +16,9 @@ TEST(ASwitchBreaker, ClosesAPortForAMinute) {
     EXPECT_EQ(breaker.ask("1-1", 10 * kSecond), Answer::Go);
     EXPECT_EQ(breaker.ask("1-1", 20 * kSecond), Answer::JustClosed);
     EXPECT_EQ(breaker.ask("1-1", 30 * kSecond), Answer::Closed);
+    EXPECT_EQ(breaker.closedFor("1-1", 30 * kSecond), 50 * kSecond);
+    EXPECT_EQ(breaker.closedFor("1-1", 81 * kSecond), 0U);
+    EXPECT_EQ(breaker.closedFor("1-2", 30 * kSecond), 0U);
     EXPECT_EQ(breaker.ask("1-1", 80 * kSecond - 1), Answer::Closed);
     EXPECT_EQ(breaker.ask("1-1", 80 * kSecond), Answer::Go);
     EXPECT_EQ(breaker.ask("1-1", 81 * kSecond), Answer::Go);

@@ -1,6 +1,7 @@
 # Phones for the scenarios, and what watches them. A phone on controller K (dummy_udc.K) is on bus K+1.
 
 gadgets=/sys/kernel/config/usb_gadget
+export ZEBPHONES_MODELS=/lab/models
 
 # For the one who waits in front of the console.
 say() {

@@ -10,6 +10,12 @@
 
 namespace zebhost {
 
+/** The first of all: what is going to be told, and by whom. */
+struct RunEvent {
+    int schema;
+    std::string version;
+};
+
 /** A device was plugged ("add") or has gone ("remove"). */
 struct DeviceEvent {
     const char* action;
@@ -97,7 +103,8 @@ struct ViolationEvent {
 };
 
 /** What a run tells. The names of these and their members are also those of the JSON lines. */
-using Event = std::variant<DeviceEvent, VerdictEvent, AdviceEvent, InterestEvent, OfferEvent, EntityEvent,
-                           ValueEvent, StoryEvent, LogEvent, StartedEvent, StoppedEvent, ViolationEvent>;
+using Event =
+    std::variant<RunEvent, DeviceEvent, VerdictEvent, AdviceEvent, InterestEvent, OfferEvent, EntityEvent,
+                 ValueEvent, StoryEvent, LogEvent, StartedEvent, StoppedEvent, ViolationEvent>;
 
 } // namespace zebhost

@@ -14,6 +14,12 @@ void put(Json& line, const UsbAddress& address) {
     line["port"] = address.port;
 }
 
+void put(Json& line, const RunEvent& e) {
+    line["event"] = "run";
+    line["schema"] = e.schema;
+    line["zebhost"] = e.version;
+}
+
 void put(Json& line, const DeviceEvent& e) {
     line["event"] = "device";
     line["action"] = e.action;

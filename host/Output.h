@@ -11,6 +11,9 @@
 
 namespace zebhost {
 
+/** Of all that --json prints; docs/json.md says when it changes. */
+constexpr int kJsonSchema = 1;
+
 /** One JSON object, without a line feed. Bytes that are not UTF-8 become U+FFFD. */
 std::string jsonLine(uint64_t timeUs, const Event& event);
 

@@ -19,6 +19,8 @@ std::string show(const UsbAddress& address) {
     return text.data();
 }
 
+Line lineFor(const RunEvent& e) { return {Colour::None, "zebhost    " + e.version}; }
+
 Line lineFor(const DeviceEvent& e) {
     bool add = std::string_view(e.action) == "add";
     return {Colour::Notable, std::string(add ? "plugged    " : "unplugged  ") + show(e.address) + "  " +

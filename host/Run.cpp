@@ -85,6 +85,7 @@ void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& ho
 
 ExitStatus run(const RunOptions& options, std::FILE* out) {
     Output output(out, options.json ? Output::Form::Json : plainFormFor(out));
+    output.report(RunEvent{kJsonSchema, ZEBHOST_VERSION});
     Loop loop;
     Observers observers(loop, output);
     Host host(loop, output);

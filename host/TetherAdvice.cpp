@@ -26,6 +26,12 @@ std::string namesOf(const std::vector<Network>& networks) {
 
 } // namespace
 
+bool isFoundByTether(const std::vector<Network>& networks) {
+    return std::any_of(networks.begin(), networks.end(), [](const Network& network) {
+        return std::any_of(network.addresses.begin(), network.addresses.end(), isLookedFor);
+    });
+}
+
 std::string tetherFault(const std::vector<Network>& networks) {
     if (networks.empty())
         return "no network interface of this phone has appeared: is its driver there (modprobe rndis_host), "

@@ -55,6 +55,9 @@ private:
     std::unique_ptr<AddressWatch> mWatch;
 };
 
+/** Has one of these interfaces an address that the plug-in looks for? */
+bool isFoundByTether(const std::vector<Network>& networks);
+
 /** Why the plug-in does not find a phone with these interfaces. */
 std::string tetherFault(const std::vector<Network>& networks);
 

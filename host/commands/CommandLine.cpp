@@ -159,6 +159,26 @@ void addDoctor(CLI::App& app, Reading& reading) {
         ->check(CLI::ExistingDirectory.description(""));
 }
 
+void addPhones(CLI::App& app, Reading& reading) {
+    addCommand<PhonesOptions>(app, reading, "phones",
+                              "The simulated phones, what each stands for, and what becomes of it",
+                              help::kPhones);
+}
+
+void addDemo(CLI::App& app, Reading& reading) {
+    auto options = std::make_shared<DemoOptions>();
+    CLI::App* demo = app.add_subcommand("demo", "Watch simulated phones being found; needs no USB");
+    demo->footer(help::kDemo);
+    demo->callback([&reading, options] { reading.request = *options; });
+    demo->add_option("--phone", options->phone, "Only this one of \"zebhost phones\"")->type_name("NAME");
+}
+
+void addVersion(CLI::App& app, Reading& reading) {
+    auto [version, options] = addCommand<VersionOptions>(
+        app, reading, "version", "The versions of this program, the plug-in and libusb", help::kVersion);
+    addPlugin(version, options);
+}
+
 std::vector<std::string> commandNames(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::App* command : app.get_subcommands(nullptr))
@@ -188,7 +208,7 @@ void read(Reading& reading, int argc, char** argv) {
     app.set_version_flag("--version", "zebhost " ZEBHOST_VERSION);
     app.require_subcommand(1);
     app.footer(help::kCommands);
-    for (auto* add : {addRun, addList, addExplain, addDoctor})
+    for (auto* add : {addRun, addList, addExplain, addDoctor, addPhones, addDemo, addVersion})
         add(app, reading);
     reading.request = ExitNow{kExitUsage};
     if (!namesACommand(app, argc, argv))

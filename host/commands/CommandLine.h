@@ -11,7 +11,8 @@ struct ExitNow {
     ExitStatus status;
 };
 
-using Request = std::variant<ExitNow, RunOptions, ListOptions, ExplainOptions, DoctorOptions>;
+using Request = std::variant<ExitNow, RunOptions, ListOptions, ExplainOptions, DoctorOptions, PhonesOptions,
+                             DemoOptions, VersionOptions>;
 
 Request parseCommandLine(int argc, char** argv);
 

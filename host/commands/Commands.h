@@ -28,9 +28,26 @@ struct DoctorOptions : Settings {
     std::string root = "/";
 };
 
+struct PhonesOptions : Settings {
+    bool json = false;
+};
+
+/** The demonstration takes this program's place. */
+struct DemoOptions {
+    /** Of the catalogue; empty: the whole play. */
+    std::string phone;
+};
+
+struct VersionOptions : Settings {
+    bool json = false;
+};
+
 ExitStatus perform(const RunOptions& options, std::FILE* out);
 ExitStatus perform(const ListOptions& options, std::FILE* out);
 ExitStatus perform(const ExplainOptions& options, std::FILE* out);
 ExitStatus perform(const DoctorOptions& options, std::FILE* out);
+ExitStatus perform(const PhonesOptions& options, std::FILE* out);
+ExitStatus perform(const DemoOptions& options, std::FILE* out);
+ExitStatus perform(const VersionOptions& options, std::FILE* out);
 
 } // namespace zebhost

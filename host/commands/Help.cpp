@@ -56,8 +56,6 @@ its network if it shares one, and what to do next. The device is asked nothing.
 Exit status: 0 explained; 1 there is no such device; 2 wrong command line or configuration.)";
 
 const char kDoctor[] = R"(Examples:
-  zebhost list                     what is plugged in, and what of it would be offered
-  zebhost explain 1-1.2            why is the phone at this port not found?
   zebhost doctor                   what is fine, what is not, and what to do next
   zebhost doctor --json            one finding a line, for programs
   zebhost doctor --plugin ./libzebdiscoverer-usb.so
@@ -67,5 +65,25 @@ Looks at device nodes, udev, the kernel's drivers for tethering, other programs 
 libusb and the plug-in. No device is asked anything.
 
 Exit status: 0 no problem (there may be warnings); 1 at least one problem; 2 wrong command line.)";
+
+const char kPhones[] = R"(Examples:
+  zebhost phones                   what each simulated phone stands for, and what becomes of it
+  zebhost phones --json            one phone a line, for programs
+  zebhost demo --phone ncm         see one of them at work
+
+Exit status: 0 listed; 1 the catalogue is not installed; 2 wrong command line or configuration.)";
+
+const char kDemo[] = R"(Examples:
+  zebhost demo                     two phones are found, one of them switched to accessory mode
+  zebhost demo --phone ncm         what zebhost makes of one phone, see "zebhost phones"
+
+Exit status: 0 everything happened as told; 1 it did not, or the demonstration is not installed; 2 wrong
+command line.)";
+
+const char kVersion[] = R"(Examples:
+  zebhost version                  for a report of a fault
+  zebhost version --json           for programs
+
+Exit status: 0 told; 2 wrong command line or configuration.)";
 
 } // namespace zebhost::help

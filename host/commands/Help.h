@@ -10,5 +10,8 @@ extern const char kRun[];
 extern const char kList[];
 extern const char kExplain[];
 extern const char kDoctor[];
+extern const char kPhones[];
+extern const char kDemo[];
+extern const char kVersion[];
 
 } // namespace zebhost::help

@@ -1,5 +1,7 @@
 #include "host/commands/Json.h"
 
+#include "host/Output.h"
+
 #include <nlohmann/json.hpp>
 
 namespace zebhost {
@@ -84,6 +86,31 @@ std::string jsonOf(const Finding& finding) {
     line["level"] = nameOf(finding.level);
     line["text"] = finding.text;
     line["advice"] = textOrNull(finding.advice);
+    return lineOf(line);
+}
+
+std::string jsonOf(const zebphones::PhoneFile& phone) {
+    Json line = record("phone");
+    line["name"] = phone.name;
+    line["about"] = phone.about;
+    line["vendor"] = zebphones::hexId(phone.phone.normal.vendor);
+    line["product"] = zebphones::hexId(phone.phone.normal.product);
+    line["offered"] = phone.expect.offered;
+    line["rule"] = phone.expect.rule;
+    line["level"] = phone.expect.interest;
+    line["outcome"] = phone.expect.outcome;
+    return lineOf(line);
+}
+
+std::string jsonOf(const Versions& versions) {
+    Json line = record("version");
+    line["zebhost"] = versions.zebhost;
+    line["system"] = versions.system;
+    line["build"] = versions.build;
+    line["plugin"] = {{"path", versions.plugin.path}, {"fault", textOrNull(versions.plugin.fault)}};
+    line["libusb"] = {{"version", textOrNull(versions.libusb.version)},
+                      {"tells_timeouts", versions.libusb.tellsTimeouts},
+                      {"fault", textOrNull(versions.libusb.fault)}};
     return lineOf(line);
 }
 

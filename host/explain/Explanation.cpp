@@ -1,61 +1,43 @@
 #include "host/explain/Explanation.h"
 
 #include "host/InterfaceQueries.h"
+#include "host/NodeAccess.h"
+#include "host/TetherAdvice.h"
 #include "host/explain/InterfaceNames.h"
 
-#include <algorithm>
 #include <string_view>
 
 namespace zebhost {
 namespace {
 
-// What the plug-in compares with, as text.
-constexpr std::string_view kTetherSubnet = "192.168.42";
-
-void adviseNetwork(const Explanation& e, std::vector<std::string>& next) {
-    if (e.networks.empty()) {
-        next.emplace_back(
-            "this phone shares its network, but no driver has made a network interface of it: see the "
-            "\"modules\" in \"zebhost doctor\"");
-        return;
-    }
-    std::string seen;
-    for (const Network& network : e.networks) {
-        for (const std::string& address : network.addresses) {
-            if (address.starts_with(kTetherSubnet))
-                return;
-            seen += (seen.empty() ? "" : ", ") + network.name + " has " + address;
-        }
-    }
-    if (seen.empty())
-        next.push_back("give " + e.networks.front().name + " an address, for example by a DHCP client");
-    else
-        next.push_back(seen + ", but the plug-in waits for an address that begins with " +
-                       std::string(kTetherSubnet) +
-                       " (newer phones choose another one): it gives up after 21 tries");
+std::string howToOffer(const Explanation& e) {
+    const std::string_view rule = e.verdict.rule;
+    if (rule == "denied")
+        return "it is denied: take it out of --deny, or of \"deny\" in the configuration";
+    if (rule.starts_with("tether-"))
+        return "to have it switched, which ends its network: zebhost run --switch-tethers";
+    return "if it is a phone all the same: zebhost run --allow " + e.device.vendorId() + ":" +
+           e.device.productId();
 }
 
 std::vector<std::string> whatNext(const Explanation& e) {
     std::vector<std::string> next;
-    if (!e.node.exists)
-        next.push_back("there is no node " + e.node.path +
-                       ": have udevd or devtmpfs make it; in a container, pass /dev/bus/usb in");
-    else if (!e.node.canBeOpened)
-        next.push_back(
-            "run zebhost as root, or install its udev rules, join the group that they name, and plug the "
-            "device in again: " +
-            e.node.path + " can't be opened");
+    if (!e.node.canBeOpened)
+        next.push_back(nodeAdvice(e.node, e.device));
     if (!e.opinion.fault.empty())
         next.emplace_back("install the plug-in for this system, or name it with --plugin");
     if (e.interfaces.empty())
         next.emplace_back("unlock the phone, and choose file transfer or USB tethering on it");
     else if (!e.verdict.isOffered && std::string_view(e.verdict.rule) != "hub")
-        next.push_back("if it is a phone all the same: zebhost run --allow " + e.device.vendorId() + ":" +
-                       e.device.productId());
+        next.push_back(howToOffer(e));
     else if (e.verdict.isOffered && e.opinion.fault.empty() && e.opinion.level >= ZEBDeviceInterestNone)
         next.emplace_back("the plug-in does not want it: nothing will happen");
-    if (hasPluginTether(e.device))
-        adviseNetwork(e, next);
+    if (hasPluginTether(e.device) && !isFoundByTether(e.networks))
+        next.push_back(tetherFault(e.networks));
+    if (std::string_view(e.verdict.rule) == "accessory-mode")
+        next.emplace_back(
+            "it is in accessory mode already: if it does not answer, an earlier run left it so; plug it "
+            "in again, or let \"zebhost run --reset-stale\" reset its port");
     if (next.empty() && e.verdict.isOffered)
         next.emplace_back("nothing is missing: \"zebhost run\" offers it to the plug-in");
     else if (next.empty())

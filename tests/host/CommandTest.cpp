@@ -1,4 +1,6 @@
 // The program as it is started from a shell.
+#include "tests/host/KeptLines.h"
+
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -26,6 +28,7 @@ Result zebhost(const std::string& arguments) {
     std::array<char, 1024> bytes;
     while (size_t length = std::fread(bytes.data(), 1, bytes.size(), pipe))
         output.append(bytes.data(), length);
+    keepLines(output);
     return {WEXITSTATUS(pclose(pipe)), output};
 }
 
@@ -54,6 +57,16 @@ const Row kRows[] = {
     {"explain --help", 0, "zebhost explain 1-1.2"},
     {"explain", 2, "DEVICE is required"},
     {"explain 9-9", 1, "zebhost: there is no device \"9-9\": give BUS:DEV or a port"},
+    {"phones --help", 0, "zebhost demo --phone ncm"},
+    {"phones", 0, "To see one at work: zebhost demo --phone NAME"},
+    {"phones --json", 0,
+     "\"record\":\"phone\",\"name\":\"mouse\",\"about\":\"a mouse: must never be asked\""},
+    {"demo --help", 0, "zebhost demo --phone ncm"},
+    {"version --help", 0, "zebhost version --json"},
+    {"version --plugin " TEST_PLUGIN, 0, "plug-in   " TEST_PLUGIN " (DISCOVERY_1.0)\nlibusb    1.0."},
+    {"version --plugin /no/such.so", 0, "plug-in   there is no plug-in /no/such.so"},
+    {"version --plugin " TEST_PLUGIN " --json", 0, "\"record\":\"version\",\"zebhost\":\"1.0.0\""},
+    {"version --plugin /no/such.so --json", 0, "\"fault\":\"there is no plug-in /no/such.so\""},
     {"doctor --help", 0, "Exit status: 0 no problem"},
     {"doctor --root /no/such", 2, "/no/such"},
     {"doctor --plugin /no/such.so", 1, "there is no plug-in /no/such.so"},
@@ -69,6 +82,8 @@ const Row kRows[] = {
     {"run --plugin /no/such.so", 1, "zebhost: there is no plug-in /no/such.so"},
     {"run --plugin " TEST_PLUGIN " --property strange=1", 1, "does not take the property \"strange\""},
     {"run --plugin " TEST_PLUGIN " --for 0.05 --json", 0, "\"event\":\"stopped\""},
+    {"run --plugin " TEST_PLUGIN " --for 0.05 --json", 0,
+     "\"event\":\"run\",\"schema\":1,\"zebhost\":\"1.0.0\""},
     {"run --plugin " TEST_PLUGIN " --for 0.05", 0, "started    waiting for devices"},
     {"run --plugin " TEST_PLUGIN " --for 0.05 --log error", 0, "stopped"},
     {"run --plugin " TEST_PLUGIN " --for 0.05 --property misbehave=call-after-destroy", 3, "VIOLATION"},

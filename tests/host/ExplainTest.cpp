@@ -198,8 +198,33 @@ TEST(Explain, SaysWhatAClosedNodeNeeds) {
     bed.at(1).removeNode();
     Explanation missing = explain(device, explainAt(""), machine);
 
-    EXPECT_THAT(closed.next.front(), AllOf(StartsWith("run zebhost as root"), EndsWith("can't be opened")));
-    EXPECT_THAT(missing.next.front(), StartsWith("there is no node /dev/bus/usb/001/002: have udevd"));
+    EXPECT_THAT(closed.next.front(), AllOf(StartsWith("the node /dev/bus/usb/001/002 can't be opened"),
+                                           HasSubstr("70-zebhost.rules")));
+    EXPECT_THAT(missing.next.front(), StartsWith("the node /dev/bus/usb/001/002 is missing: have udevd"));
+}
+
+TEST(Explain, SaysHowADeviceThatIsWithheldCanBeOffered) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("mouse"), 1);
+    bed.plug(zebphones::loadPhone("ncm"), 2);
+    ExplainOptions denied = explainAt("1-1");
+    denied.policy.deny = {IdPattern{0x1209}};
+
+    auto next = [](const ExplainOptions& options) { return std::string(explainedJson(options)["next"][0]); };
+
+    EXPECT_THAT(next(explainAt("1-1")), EndsWith("zebhost run --allow 1209:0001"));
+    EXPECT_THAT(next(explainAt("1-2")), EndsWith("zebhost run --switch-tethers"));
+    EXPECT_THAT(next(denied), StartsWith("it is denied: take it out"));
+}
+
+TEST(Explain, SaysThatAnAccessoryMayBeStale) {
+    zebphones::Testbed bed;
+    bed.plug(zebphones::loadPhone("accessory-2d00"));
+
+    nlohmann::json told = explainedJson(explainAt("1-1"));
+
+    EXPECT_EQ(told["plugin"]["level"], 10);
+    EXPECT_THAT(std::string(told["next"][0]), HasSubstr("zebhost run --reset-stale"));
 }
 
 TEST(Explain, FollowsATetherToItsAddress) {
@@ -207,15 +232,14 @@ TEST(Explain, FollowsATetherToItsAddress) {
     bed.plug(zebphones::loadPhone("rndis"));
     auto next = [] { return std::string(explainedJson(explainAt("1-1"))["next"][0]); };
 
-    EXPECT_THAT(next(), HasSubstr("no driver has made a network interface"));
+    EXPECT_THAT(next(), StartsWith("no network interface of this phone has appeared"));
 
     giveNetwork(bed, "1-1", "lo");
     setLoopbackAddress("0.0.0.0");
-    EXPECT_THAT(next(), StartsWith("give lo an address"));
+    EXPECT_THAT(next(), StartsWith("no IPv4 address has come to lo"));
 
     setLoopbackAddress("10.176.37.9");
-    EXPECT_THAT(next(),
-                AllOf(HasSubstr("lo has 10.176.37.9, but the plug-in waits for"), HasSubstr("192.168.42")));
+    EXPECT_THAT(next(), AllOf(StartsWith("lo has the address 10.176.37.9, but"), HasSubstr("192.168.42")));
     EXPECT_THAT(explained(explainAt("1-1")), HasSubstr("  network    lo with 10.176.37.9\n"));
 
     setLoopbackAddress("192.168.42.23");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/host/KeptLines.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
@@ -14,6 +16,8 @@ class Lines {
 public:
     Lines() : mpFile(open_memstream(&mpText, &mLength)) {}
     ~Lines() {
+        std::fflush(mpFile);
+        keepLines(text());
         std::fclose(mpFile);
         std::free(mpText);
     }

@@ -1,5 +1,7 @@
 #include "tests/host/LiveRun.h"
 
+#include "tests/host/KeptLines.h"
+
 #include <array>
 #include <csignal>
 #include <gtest/gtest.h>
@@ -100,6 +102,7 @@ bool LiveRun::readLine() {
         if (!fill(kPatienceMs))
             return false;
     }
+    keepLines(mUnread.substr(0, end));
     mLines.push_back(nlohmann::json::parse(mUnread.substr(0, end)));
     mUnread.erase(0, end + 1);
     return true;

@@ -15,6 +15,8 @@ struct Row {
 };
 
 const Row kRows[] = {
+    {RunEvent{1, "1.0.0"}, R"~({"time_us":7,"event":"run","schema":1,"zebhost":"1.0.0"})~",
+     "    0.007  zebhost    1.0.0"},
     {DeviceEvent{"add", {1, 4, "1-1"}, "18d1", "4ee7", "Phone (usb 1-1)"},
      R"~({"time_us":7,"event":"device","action":"add","bus":1,"device":4,"port":"1-1","vendor":"18d1","product":"4ee7","name":"Phone (usb 1-1)"})~",
      "    0.007  plugged    001/004  18d1:4ee7  Phone (usb 1-1)"},
@@ -73,6 +75,8 @@ const Row kRows[] = {
 TEST(AJsonLine, HasTheMembersOfItsEvent) {
     for (const Row& row : kRows)
         EXPECT_EQ(jsonLine(7, row.event), row.json);
+    for (const Row& row : kRows)
+        keepLines(row.json);
 }
 
 TEST(APlainLine, TellsAPersonWhatHappened) {

@@ -41,11 +41,18 @@ std::optional<std::string> failureOf(const std::string& logLine) {
     return row == std::end(kRows) ? std::nullopt : std::optional<std::string>(row->sentence);
 }
 
+GiveUps::GiveUps(Loop& loop, uint64_t patienceUs, Report report) :
+    mReport(std::move(report)),
+    mPatienceUs(patienceUs),
+    mPatience(loop, [this](const std::string& port) { patienceEnded(port); }) {}
+
 void GiveUps::take(const Event& event) {
     std::visit([this](const auto& e) { on(e); }, event);
 }
 
 void GiveUps::on(const DeviceEvent& event) {
+    mLost.erase(event.address.port);
+    mPatience.erase(event.address.port);
     auto candidate = std::find_if(mCandidates.begin(), mCandidates.end(), [&event](const auto& one) {
         return one.second.address.port == event.address.port;
     });
@@ -67,12 +74,19 @@ void GiveUps::on(const EntityEvent& event) {
     auto candidate = mCandidates.find(event.id);
     if (candidate == mCandidates.end())
         return;
-    if (action == "lost")
-        tell(candidate->second,
-             candidate->second.isAsked
-                 ? "it was asked to switch and stayed as it is: unlock it, and plug it in again"
-                 : "the plug-in gave it up without a word: --log debug may say more");
+    // That a phone has left to switch can be known to the plug-in before the system tells.
+    if (action == "lost") {
+        mLost.insert_or_assign(event.address.port, candidate->second);
+        mPatience.set(event.address.port, mPatienceUs);
+    }
     mCandidates.erase(candidate);
+}
+
+void GiveUps::patienceEnded(const std::string& port) {
+    Candidate candidate = mLost.extract(port).mapped();
+    tell(candidate, candidate.isAsked
+                        ? "it was asked to switch and stayed as it is: unlock it, and plug it in again"
+                        : "the plug-in gave it up without a word: --log debug may say more");
 }
 
 void GiveUps::on(const LogEvent& event) {
@@ -80,7 +94,9 @@ void GiveUps::on(const LogEvent& event) {
         return;
     Candidate& candidate = mCandidates.begin()->second;
     candidate.isAsked = candidate.isAsked || event.text == kStartLine;
-    if (std::optional<std::string> failure = failureOf(event.text))
+    // Once it is asked it may leave at any moment, which is no failure.
+    std::optional<std::string> failure = failureOf(event.text);
+    if (failure && !candidate.isAsked)
         tell(candidate, *failure);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/Deadlines.h"
 #include "host/Event.h"
 
 #include <functional>
@@ -18,7 +19,9 @@ class GiveUps {
 public:
     using Report = std::function<void(const Event&)>;
 
-    explicit GiveUps(Report report) : mReport(std::move(report)) {}
+    /** patienceUs: how long the system may take to tell that a phone has left that the plug-in has lost.
+     */
+    GiveUps(Loop& loop, uint64_t patienceUs, Report report);
 
     /** An event of the run. */
     void take(const Event& event);
@@ -37,11 +40,16 @@ private:
     template <class Other>
     void on(const Other&) {}
 
+    void patienceEnded(const std::string& port);
     void tell(Candidate& candidate, const std::string& sentence);
 
     Report mReport;
+    const uint64_t mPatienceUs;
     /** Entities that the plug-in may switch, by their numbers. */
     std::map<uint32_t, Candidate> mCandidates;
+    /** Lost by the plug-in and still plugged, as far as is known; by port. */
+    std::map<std::string, Candidate> mLost;
+    Deadlines mPatience;
 };
 
 /** What a line of the plug-in's log means for the phone that it is about; none when it is no failure. */

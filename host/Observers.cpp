@@ -1,11 +1,17 @@
 #include "host/Observers.h"
 
 namespace zebhost {
+namespace {
+
+// Longer than the system takes to tell that a phone has left.
+constexpr uint64_t kPatienceUs = 2'000'000;
+
+} // namespace
 
 Observers::Observers(Loop& loop, Output& output) :
     mOutput(output),
     mStageTimes([&output](const Event& event) { output.report(event); }),
-    mGiveUps([&output](const Event& event) { output.report(event); }),
+    mGiveUps(loop, kPatienceUs, [&output](const Event& event) { output.report(event); }),
     mTetherAdvice(loop, {[](const std::string& port) { return networksAt(Machine(), port); },
                          [&output](const Event& event) { output.report(event); }}) {
     output.listen([this](uint64_t nowUs, const Event& event) { take(nowUs, event); });

@@ -51,11 +51,12 @@ void StageTimes::plugged(uint64_t now, const std::string& port) {
 
 void StageTimes::unplugged(uint64_t now, const std::string& port) {
     Story& story = mStories.at(port);
-    if (!story.isCandidate) {
+    if (!story.isCandidate && (!story.asked || now - *story.asked > kReturnUs)) {
         mStories.erase(port);
         return;
     }
     story.isCandidate = false;
+    story.asked.reset();
     mark(now, port, "left");
     story.left = now;
 }
@@ -101,8 +102,10 @@ void StageTimes::on(uint64_t now, const ValueEvent& event) {
 void StageTimes::on(uint64_t now, const LogEvent& event) {
     auto isCandidate = [](const auto& story) { return story.second.isCandidate; };
     auto story = std::find_if(mStories.begin(), mStories.end(), isCandidate);
-    if (event.text == kStartLine && std::count_if(mStories.begin(), mStories.end(), isCandidate) == 1)
-        mark(now, story->first, "start");
+    if (event.text != kStartLine || std::count_if(mStories.begin(), mStories.end(), isCandidate) != 1)
+        return;
+    story->second.asked = now;
+    mark(now, story->first, "start");
 }
 
 /** The first time counts: a phone that has switched is judged and offered once more. */

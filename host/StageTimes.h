@@ -35,6 +35,8 @@ private:
         std::optional<uint64_t> left{};
         /** The plug-in may be switching it. */
         bool isCandidate = false;
+        /** When it was asked to switch: the plug-in may lose it before the system tells that it has left. */
+        std::optional<uint64_t> asked{};
         std::vector<StoryEvent::Stage> stages{};
     };
 

@@ -10,6 +10,7 @@ namespace {
 
 const UsbAddress kPhone{1, 4, "1-1"};
 const UsbAddress kOther{1, 5, "1-2"};
+constexpr uint64_t kPatienceUs = 10'000;
 constexpr char kAsked[] = "Asking AAP device to switch to accessory mode";
 
 class APhoneThatIsNotSwitched : public Test {
@@ -19,11 +20,18 @@ protected:
     void log(const char* line) { mGiveUps.take(LogEvent{10, line}); }
     void unplug(const UsbAddress& address) { mGiveUps.take(DeviceEvent{"remove", address, "", "", ""}); }
 
+    void runUntilPatienceEnds() {
+        Timer end(mLoop, [this] { mLoop.quit(); });
+        end.arm(3 * kPatienceUs);
+        mLoop.run([] {});
+    }
+
     std::vector<std::string> mSaid;
-    GiveUps mGiveUps{[this](const Event& event) {
-        const auto& advice = std::get<AdviceEvent>(event);
-        mSaid.push_back(advice.address.port + " " + advice.text);
-    }};
+    Loop mLoop;
+    GiveUps mGiveUps{mLoop, kPatienceUs, [this](const Event& event) {
+                         const auto& advice = std::get<AdviceEvent>(event);
+                         mSaid.push_back(advice.address.port + " " + advice.text);
+                     }};
 };
 
 TEST_F(APhoneThatIsNotSwitched, IsExplainedByThePluginsLog) {
@@ -54,9 +62,11 @@ TEST_F(APhoneThatIsNotSwitched, IsExplainedByThePluginsLog) {
 TEST_F(APhoneThatIsNotSwitched, IsExplainedByWhatHappenedElse) {
     add(1, kPhone);
     lose(1, kPhone);
+    runUntilPatienceEnds();
     add(2, kPhone);
     log(kAsked);
     lose(2, kPhone);
+    runUntilPatienceEnds();
     add(3, kPhone);
     unplug(kPhone);
 
@@ -73,12 +83,24 @@ TEST_F(APhoneThatIsNotSwitched, IsNotOneThatLeavesToSwitch) {
     EXPECT_THAT(mSaid, IsEmpty());
 }
 
+TEST_F(APhoneThatIsNotSwitched, IsNotOneThatThePluginLosesBeforeItHasLeft) {
+    add(1, kPhone);
+    log(kAsked);
+    log("USB transfer failed with status 5");
+    lose(1, kPhone);
+    unplug(kPhone);
+    runUntilPatienceEnds();
+
+    EXPECT_THAT(mSaid, IsEmpty());
+}
+
 TEST_F(APhoneThatIsNotSwitched, IsNotGuessedAmongSeveral) {
     add(1, kPhone);
     add(2, kOther);
     log("Device doesn't support AAP protocol");
     unplug(kOther);
     lose(1, kPhone);
+    runUntilPatienceEnds();
 
     EXPECT_THAT(mSaid,
                 ElementsAre(HasSubstr("1-1 this phone was not switched: the plug-in gave it up without")));

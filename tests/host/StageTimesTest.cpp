@@ -68,6 +68,27 @@ TEST_F(StoriesOfPhones, GoOnAtTheSamePortUnderAnotherNumber) {
     EXPECT_THAT(mAdvice, IsEmpty());
 }
 
+TEST_F(StoriesOfPhones, GoOnWhenThePluginLosesThePhoneBeforeItHasLeft) {
+    offerCandidate(0, kBefore, 1);
+    take(1000, LogEvent{30, "Asking AAP device to switch to accessory mode"});
+    take(1001, EntityEvent{"lost", 1, kBefore});
+    take(1001, EntityEvent{"destroyed", 1, kBefore});
+    unplug(1002, kBefore);
+    comeAsAccessory(2000, kAfter, 2);
+
+    EXPECT_THAT(stages(), IsSupersetOf({"start 1000", "left 1002", "back 2000"}));
+}
+
+TEST_F(StoriesOfPhones, BeginAnewWhenAPhoneThatWasAskedStayedLong) {
+    offerCandidate(0, kBefore, 1);
+    take(1000, LogEvent{30, "Asking AAP device to switch to accessory mode"});
+    take(1001, EntityEvent{"lost", 1, kBefore});
+    unplug(11001, kBefore);
+    comeAsAccessory(12000, kAfter, 2);
+
+    EXPECT_THAT(stages(), Not(Contains(StartsWith("back"))));
+}
+
 TEST_F(StoriesOfPhones, OfATetherHaveNoBudget) {
     plug(0, kBefore);
     take(0, VerdictEvent{kBefore, true, false, "tether-rndis", ""});

@@ -90,6 +90,12 @@ def scenario_ended(run):
     expect(run.texts.get("scenario.status"), "0", "exit status")
 
 
+@fact("zebhost and the plug-in are those of the packages", "phones")
+def packaged(run):
+    expect(run.texts.get("files.txt", "").split(),
+           ["/usr/bin/zebhost", "/usr/lib/arm-linux-gnueabihf/zebdiscovery/libzebdiscoverer-usb.so"], "files in use")
+
+
 @fact("the host ended by itself with status 0", "phones")
 def host_ended(run):
     expect(run.texts.get("zebhost.status"), "0", "exit status")

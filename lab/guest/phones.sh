@@ -14,9 +14,10 @@ start_witness() {
 }
 
 start_host() {
-    zebhost run --plugin /lib/libzebdiscoverer-usb.so --json >/out/zebhost.jsonl 2>/out/zebhost.log &
+    zebhost run --json >/out/zebhost.jsonl 2>/out/zebhost.log &
     host_pid=$!
     await_line /out/zebhost.jsonl '"started"' 10
+    sed -n 's/.* \(\/.*zeb.*\)/\1/p' "/proc/$host_pid/maps" | sort -u >/out/files.txt
 }
 
 # Ends the host as a service manager does, and keeps its exit status for the check.

@@ -71,6 +71,8 @@ TAMPERINGS = [
     ("baseline", "baseline_timed", "handshake.txt", lambda _: ""),
     ("baseline", "phone_record", PHONE, drop('"index":3')),
     ("baseline", "bus_record", BUS, drop("40 35 0000")),
+    ("phones", "packaged", "files.txt", change("/usr/bin", "/bin")),
+    ("phones", "packaged", "files.txt", drop("zebdiscoverer")),
     ("phones", "host_ended", "zebhost.status", change("0", "3")),
     ("phones", "no_violation", HOST, lambda text: text + VIOLATION),
     ("phones", "started_and_stopped", HOST, drop('"started"')),

@@ -1,5 +1,5 @@
-"""The same bytes from another build, in a folder of another name and depth. It makes what discoverers ship and what they
-are built on; "scripts/package --twice" does so with everything."""
+"""The same bytes from another build, in a folder of another name and depth. It makes what discoverers ship and what
+they are built on; "scripts/package --twice" does so with everything."""
 
 import os
 import unittest

@@ -1,5 +1,6 @@
 """The packages themselves, on every architecture."""
 
+import os
 import re
 import unittest
 
@@ -21,11 +22,12 @@ class ThePackages(unittest.TestCase):
                 self.assertEqual(file.read_bytes(), first[file.name.split("_")[0]].read_bytes())
 
     def test_carry_the_time_of_the_last_commit(self):
+        utc = {**os.environ, "TZ": "UTC"}
         epoch = scratch.run("git", "-C", scratch.SOURCE, "log", "-1", "--format=%cd", "--date=format-local:%F %H:%M",
-                            env={"TZ": "UTC", "PATH": "/usr/bin:/bin"}).strip()
+                            env=utc).strip()
 
         for name, file in scratch.packages().items():
-            listing = scratch.run("dpkg-deb", "-c", file, env={"TZ": "UTC", "PATH": "/usr/bin:/bin"}).splitlines()
+            listing = scratch.run("dpkg-deb", "-c", file, env=utc).splitlines()
             with self.subTest(name):
                 self.assertEqual([line for line in listing if epoch not in line], [])
 
@@ -38,7 +40,8 @@ class ThePackages(unittest.TestCase):
         """Whoever found the dependencies of this architecture, the list for foreign ones must agree in the names."""
         others = {"zebdiscoverer-usb": set(), "zebhost": {"zebdiscoverer-usb"}, "zebphones": {"zebhost"},
                   "libzebdiscovery-dev": {"libc6-dev", "libusb-1.0-0-dev"}}
-        known = dict(re.findall(r"^(\S+ \S+) (\S+)", (scratch.SOURCE / "packaging/debian/shlibs.local").read_text(), re.M))
+        listed = (scratch.SOURCE / "packaging/debian/shlibs.local").read_text()
+        known = dict(re.findall(r"^(\S+ \S+) (\S+)", listed, re.M))
         for name, own in others.items():
             depends = scratch.field(name, "Depends").split(", ")
             libraries = {known[library] for library in scratch.needed_libraries(name)}

@@ -1,5 +1,6 @@
 """What the packages give to the system, judged by the system's own programs."""
 
+import os
 import re
 import shutil
 import textwrap
@@ -47,7 +48,7 @@ class TheUdevRules(unittest.TestCase):
                  f"cp {' '.join(map(str, rules))} /etc/udev/rules.d",
                  f"exec umockdev-run -d {record} -- udevadm test --action=add {DEVICE}"]
         return scratch.run(*scratch.AS_ROOT, "sh", "-ec", "; ".join(steps),
-                           env={"SYSTEMD_DEVICE_VERIFY_SYSFS": "0", "PATH": "/usr/sbin:/usr/bin:/sbin:/bin"})
+                           env={**os.environ, "SYSTEMD_DEVICE_VERIFY_SYSFS": "0", "PATH": "/usr/sbin:/usr/bin:/sbin:/bin"})
 
     def test_give_a_group_access_to_phones_and_to_nothing_else(self):
         for interface, ids, name, is_phone in (

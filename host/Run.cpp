@@ -85,14 +85,14 @@ void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& ho
 
 ExitStatus run(const RunOptions& options, std::FILE* out) {
     Output output(out, options.json ? Output::Form::Json : plainFormFor(out));
-    output.report(RunEvent{kJsonSchema, ZEBHOST_VERSION});
     Loop loop;
-    Observers observers(loop, output);
-    Host host(loop, output);
-    host.setLogLevel(options.logLevel);
     std::optional<Tracing> tracing;
     if (!options.trace.empty())
         tracing.emplace(TraceOptions{options.trace, options.usbTap}, output, loop);
+    output.report(RunEvent{kJsonSchema, ZEBHOST_VERSION});
+    Observers observers(loop, output);
+    Host host(loop, output);
+    host.setLogLevel(options.logLevel);
     host.devices().setPolicy(options.policy);
     warn(options, output);
     {

@@ -16,6 +16,8 @@ struct RunOptions : Settings {
     std::optional<double> seconds;
     /** Where a trace of the run goes; empty: nowhere. */
     std::string trace;
+    /** Where a page about the run goes at its end; empty: nowhere. run() itself writes none. */
+    std::string report;
     /** The tap that a trace uses; empty: the one beside this program. */
     std::string usbTap;
 };

@@ -131,6 +131,8 @@ void addRun(CLI::App& app, Reading& reading) {
     run.add_option("--trace", options.trace,
                    "Write everything that happens to this file, for ui.perfetto.dev or chrome://tracing")
         ->type_name("FILE");
+    run.add_option("--report", options.report, "At the end write a page about the run, for a browser")
+        ->type_name("FILE.html");
 }
 
 void addList(CLI::App& app, Reading& reading) {
@@ -179,6 +181,19 @@ void addVersion(CLI::App& app, Reading& reading) {
     addPlugin(version, options);
 }
 
+/** It neither reads a configuration nor has lines to print. */
+void addReport(CLI::App& app, Reading& reading) {
+    auto options = std::make_shared<ReportOptions>();
+    CLI::App* report = app.add_subcommand("report", "Make a page of the trace of a run, for a browser");
+    report->footer(help::kReport);
+    report->callback([&reading, options] { reading.request = *options; });
+    report->add_option("TRACE", options->trace, "What \"zebhost run --trace\" wrote")
+        ->type_name(" ")
+        ->required();
+    report->add_option("-o,--output", options->page, "Where the page goes; by default TRACE.html")
+        ->type_name("FILE.html");
+}
+
 std::vector<std::string> commandNames(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::App* command : app.get_subcommands(nullptr))
@@ -208,7 +223,7 @@ void read(Reading& reading, int argc, char** argv) {
     app.set_version_flag("--version", "zebhost " ZEBHOST_VERSION);
     app.require_subcommand(1);
     app.footer(help::kCommands);
-    for (auto* add : {addRun, addList, addExplain, addDoctor, addPhones, addDemo, addVersion})
+    for (auto* add : {addRun, addList, addExplain, addDoctor, addPhones, addDemo, addVersion, addReport})
         add(app, reading);
     reading.request = ExitNow{kExitUsage};
     if (!namesACommand(app, argc, argv))

@@ -12,7 +12,7 @@ struct ExitNow {
 };
 
 using Request = std::variant<ExitNow, RunOptions, ListOptions, ExplainOptions, DoctorOptions, PhonesOptions,
-                             DemoOptions, VersionOptions>;
+                             DemoOptions, VersionOptions, ReportOptions>;
 
 Request parseCommandLine(int argc, char** argv);
 

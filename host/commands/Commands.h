@@ -42,6 +42,12 @@ struct VersionOptions : Settings {
     bool json = false;
 };
 
+struct ReportOptions {
+    std::string trace;
+    /** Empty: beside the trace. */
+    std::string page;
+};
+
 ExitStatus perform(const RunOptions& options, std::FILE* out);
 ExitStatus perform(const ListOptions& options, std::FILE* out);
 ExitStatus perform(const ExplainOptions& options, std::FILE* out);
@@ -49,5 +55,6 @@ ExitStatus perform(const DoctorOptions& options, std::FILE* out);
 ExitStatus perform(const PhonesOptions& options, std::FILE* out);
 ExitStatus perform(const DemoOptions& options, std::FILE* out);
 ExitStatus perform(const VersionOptions& options, std::FILE* out);
+ExitStatus perform(const ReportOptions& options, std::FILE* out);
 
 } // namespace zebhost

@@ -12,6 +12,7 @@ const char kCommands[] = R"(Examples:
   zebhost list                     what is plugged in, and what of it would be offered
   zebhost explain 1-1.2            why is the phone at this port not found?
   zebhost doctor                   why does this machine find no phone?
+  zebhost run --report page.html   where did the time go? A page for a browser
   zebhost COMMAND --help           what a command can do, with examples
 
 Exit status: 0 ended as asked; 1 could not be done, or the plug-in stopped by itself; 2 wrong command
@@ -24,6 +25,8 @@ const char kRun[] = R"(Examples:
   zebhost run --property aapmodel=Bench --property aapserial=0001
                                    tell phones another name for this accessory
   zebhost run --dry-run            what would be offered to the plug-in, and why
+  zebhost run --trace run.json     every call and transfer, for ui.perfetto.dev
+  zebhost run --report page.html   where the time went, for a browser
   zebhost run --allow 1209:0001 --deny 18d1
                                    offer this device too, and nothing of that vendor
   zebhost run --plugin build/asan/libzebdiscoverer-usb.so
@@ -85,5 +88,17 @@ const char kVersion[] = R"(Examples:
   zebhost version --json           for programs
 
 Exit status: 0 told; 2 wrong command line or configuration.)";
+
+const char kReport[] = R"(Examples:
+  zebhost run --trace run.json     trace what happens, until Ctrl-C
+  zebhost report run.json          make run.json.html of it
+  zebhost report run.json -o page.html
+  zebhost run --report page.html   both at once
+
+The page needs no network and runs no script. It shows for each phone where the time went from the
+plug to the command: the stages, the transfers of the hand-shake, the timers, and the log. A trace of a run
+that was killed will do.
+
+Exit status: 0 written; 1 the trace can't be read or the page not written; 2 wrong command line.)";
 
 } // namespace zebhost::help

@@ -13,5 +13,6 @@ extern const char kDoctor[];
 extern const char kPhones[];
 extern const char kDemo[];
 extern const char kVersion[];
+extern const char kReport[];
 
 } // namespace zebhost::help

@@ -3,6 +3,7 @@
 #include "host/trace/TracedTables.h"
 
 #include <nlohmann/json.hpp>
+#include <utility>
 
 namespace zebhost {
 namespace {
@@ -32,8 +33,6 @@ Tracing::Tracing(const TraceOptions& options, Output& output, Loop& loop, Trace:
         else
             mTrace.end(kLoopTrack, "{}");
     });
-    if (!mTransfers.trouble().empty())
-        say(mTransfers.trouble());
 }
 
 Tracing::~Tracing() {
@@ -46,6 +45,8 @@ ZEBDiscovererInitializeFunction Tracing::around(ZEBDiscovererInitializeFunction 
 }
 
 void Tracing::check() {
+    if (std::string untold = std::exchange(mUntold, ""); !untold.empty())
+        say(untold);
     if (mHasComplained)
         return;
     std::string trouble = mTrace.trouble();

@@ -30,7 +30,7 @@ public:
     /** An entry function that does what real does, and is traced. */
     ZEBDiscovererInitializeFunction around(ZEBDiscovererInitializeFunction real);
 
-    /** Before each wait: say so, once, when the trace can't be written any more. */
+    /** Before each wait: say so, once, when transfers can't be seen or the trace not be written any more. */
     void check();
 
 private:
@@ -43,6 +43,7 @@ private:
     Trace mTrace;
     BoundaryTrace mBoundary{mTrace};
     Transfers mTransfers;
+    std::string mUntold = mTransfers.trouble();
     bool mHasComplained = false;
 };
 

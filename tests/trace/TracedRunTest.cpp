@@ -1,5 +1,6 @@
 // Whole runs with a trace: of the plug-in on an emulated USB bus, and of the program, killed.
 #include "host/Loop.h"
+#include "host/report/Report.h"
 #include "phones/Catalogue.h"
 #include "phones/usbfs/Testbed.h"
 #include "tests/host/LiveRun.h"
@@ -20,26 +21,55 @@ namespace {
 class ATracedRun : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        AFile file;
+        std::filesystem::create_directories(TRACED_RUN);
         RunOptions options;
         options.plugin = PLUGIN;
-        options.trace = file.path();
+        options.trace = TRACED_RUN "/trace.json";
         options.usbTap = USB_TAP;
         options.properties = {{"aapmodel", "Bench"}};
         zebphones::Testbed bed;
         LiveRun run(options);
         run.waitFor({{"event", "started"}});
-        auto phone = bed.plug(zebphones::loadPhone("accessory"));
+        switchAPhone(bed, run);
+        plugAHostileOne(bed, run);
+        EXPECT_EQ(run.end(), kExitDone);
+        gLines = run.lines();
+        std::ifstream trace(options.trace);
+        gEvents = nlohmann::json::parse(trace).get<std::vector<nlohmann::json>>();
+        keepForTheBrowser(options.trace);
+    }
+
+    static bool isTraced(const std::string& text) {
+        std::ifstream file(TRACED_RUN "/trace.json");
+        return std::string(std::istreambuf_iterator<char>(file), {}).find(text) != std::string::npos;
+    }
+
+    static void switchAPhone(zebphones::Testbed& bed, LiveRun& run) {
+        bed.plug(zebphones::loadPhone("accessory"));
         run.waitFor({{"event", "log"}, {"text", "Asking AAP device to switch to accessory mode"}});
-        while (!phone->switchRequested())
+        // A phone that leaves before the host has seen the request's end is one that was pulled out.
+        while (!isTraced("\"ph\":\"e\",\"cat\":\"transfer\",\"name\":\"switch to accessory\""))
             usleep(1000);
         bed.reappearInAccessoryMode(1);
         run.waitFor({{"event", "value"}, {"key", "zebcmd"}});
         bed.unplug(1);
         run.waitFor({{"event", "entity"}, {"action", "destroyed"}, {"id", 2}});
-        EXPECT_EQ(run.end(), kExitDone);
-        gLines = run.lines();
-        gEvents = file.events();
+    }
+
+    /** A phone whose name is written for a browser. */
+    static void plugAHostileOne(zebphones::Testbed& bed, LiveRun& run) {
+        zebphones::PhoneDescription phone = zebphones::loadPhone("rndis");
+        phone.normal.productName = "<script>document.title='owned'</script>\"><img src=x onerror=alert(1)>";
+        bed.plug(phone, 2);
+        run.waitFor({{"event", "value"}, {"key", "id"}, {"id", 3}});
+    }
+
+    /** The page and the lines that its numbers must be those of. */
+    static void keepForTheBrowser(const std::string& trace) {
+        writeReport(trace, TRACED_RUN "/page.html");
+        std::ofstream lines(TRACED_RUN "/lines.jsonl");
+        for (const nlohmann::json& line : gLines)
+            lines << line << "\n";
     }
 
     /** The events of a kind on the phone's track. */
@@ -137,10 +167,12 @@ pid_t start(const std::string& arguments) {
     return child;
 }
 
+constexpr char kLineOfTheTimer[] = "\"cat\":\"line\",\"name\":\"log\"";
+
 TEST(AKilledRun, LeavesATraceThatCanBeRead) {
     AFile file;
     pid_t host = start("run --json --plugin " TEST_PLUGIN " --trace " + file.path());
-    for (int tries = 0; tries < 5000 && file.text().find("handle timer") == std::string::npos; ++tries)
+    for (int tries = 0; tries < 5000 && file.text().find(kLineOfTheTimer) == std::string::npos; ++tries)
         usleep(1000);
 
     kill(host, SIGKILL);

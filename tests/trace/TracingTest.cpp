@@ -164,9 +164,12 @@ TEST_F(ATracedHost, LeavesTheTableAloneWhereAPluginHasNoFunction) {
     EXPECT_EQ(table.start, nullptr);
 }
 
-TEST_F(ATracedHost, SaysOnceWhenTheTraceCanNotBeWritten) {
+TEST_F(ATracedHost, SaysOnceWhenTransfersCanNotBeSeen) {
     mTracing.reset();
     Tracing without(TraceOptions{mFile.path(), "/no/such/tap.so"}, mOutput, mLoop);
+
+    without.check();
+    without.check();
 
     EXPECT_THAT(mLines.of("log", "text"), ElementsAre(HasSubstr("transfers can't be seen")));
 }

@@ -11,7 +11,9 @@ namespace zebhost {
 namespace {
 
 constexpr uint64_t kShort = 20'000;
-constexpr uint64_t kLong = 10'000'000;
+// Longer than a test runs its loop.
+constexpr uint64_t kLong = 60'000'000;
+constexpr uint64_t kRunUs = 10'000'000;
 
 class TheNodesOfDevices : public Test {
 protected:
@@ -47,7 +49,7 @@ protected:
                            }});
     }
     /** Until a handler is called, or for so long. */
-    void run(uint64_t microseconds = kLong) {
+    void run(uint64_t microseconds = kRunUs) {
         Timer end(mLoop, [this] { mLoop.quit(); });
         end.arm(microseconds);
         mLoop.run([] {});

@@ -20,7 +20,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLook{20};
+constexpr milliseconds kLook{10};
 
 std::vector<std::string> environmentWith(const std::string& preload) {
     constexpr std::string_view kPreload = "LD_PRELOAD=";
@@ -81,11 +81,13 @@ HostProcess::~HostProcess() {
     ::close(mOutput);
 }
 
-bool HostProcess::awaitLine(const std::string& text, milliseconds limit) {
+bool HostProcess::awaitLine(const std::vector<std::string>& texts, milliseconds limit) {
     return awaitCondition(
-        [this, &text] {
-            const auto found = std::find_if(mUnseen.begin(), mUnseen.end(), [&text](const auto& line) {
-                return line.find(text) != std::string::npos;
+        [this, &texts] {
+            const auto found = std::find_if(mUnseen.begin(), mUnseen.end(), [&texts](const auto& line) {
+                return std::any_of(texts.begin(), texts.end(), [&line](const std::string& text) {
+                    return line.find(text) != std::string::npos;
+                });
             });
             if (found == mUnseen.end())
                 return false;
@@ -124,6 +126,7 @@ std::optional<int> HostProcess::stop(milliseconds limit) {
 }
 
 bool HostProcess::pump(milliseconds wait) {
+    mWhileWaiting();
     pollfd ready{mOutput, POLLIN, 0};
     const int count = ::poll(&ready, 1, static_cast<int>(wait.count()));
     if (count < 0 && errno == EINTR)

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 namespace zebphones {
@@ -23,8 +24,10 @@ public:
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
 
-    // Show lines until one contains the text; false when none did in time.
-    bool awaitLine(const std::string& text, std::chrono::milliseconds limit);
+    // Called every few milliseconds in all that follows.
+    void whileWaiting(std::function<void()> handler) { mWhileWaiting = std::move(handler); }
+    // Show lines until one contains one of the texts; false when none did in time.
+    bool awaitLine(const std::vector<std::string>& texts, std::chrono::milliseconds limit);
     // Show lines until the condition, looked at again and again, holds; false when it did not in time.
     bool awaitCondition(const std::function<bool()>& condition, std::chrono::milliseconds limit);
     // Show what comes in this time.
@@ -41,6 +44,7 @@ private:
     void showWholeLines();
 
     ShowLine mShow;
+    std::function<void()> mWhileWaiting = [] {};
     pid_t mPid = -1;
     int mOutput = -1;
     std::string mUnfinished;

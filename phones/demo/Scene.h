@@ -1,0 +1,57 @@
+// What every demonstration needs: a machine with an emulated USB bus, zebhost on it, phones
+// that live their own lives, and a voice that tells a spectator what happens.
+#pragma once
+
+#include "phones/Catalogue.h"
+#include "phones/PhoneLinks.h"
+#include "phones/demo/HostProcess.h"
+#include "phones/usbfs/LivePhones.h"
+
+#include <string>
+#include <vector>
+
+namespace zebphones {
+
+// Where the programs and libraries of the build are.
+struct DemoFiles {
+    std::string zebhost;
+    // What zebhost is started with: colon-separated, for LD_PRELOAD.
+    std::string preload;
+};
+
+class Scene {
+public:
+    Scene(const DemoFiles& files, const std::vector<std::string>& hostArguments);
+
+    // The next step of the story.
+    void tell(const std::string& text);
+    // A further line of it, of somebody else than zebhost.
+    void note(const std::string& who, const std::string& text);
+
+    void plug(const PhoneFile& file, int port);
+    // The network interface of the phone at the port appears.
+    void bringLinkUp(const PhoneFile& file, int port);
+    void unplug(int port);
+    LivePhones& phones() { return mPhones; }
+
+    // zebhost tells something with one of the texts; false when it did not within a few seconds.
+    bool hears(const std::vector<std::string>& texts);
+    // Throws std::runtime_error when zebhost does not.
+    void expect(const std::string& text, const std::string& meaning);
+    // What it says of a device, by the name of the rule.
+    bool hearsRule(const std::string& rule);
+    void pause(std::chrono::milliseconds time);
+
+    void start();
+    // Throws std::runtime_error when zebhost does not end well.
+    void stop();
+
+private:
+    Testbed mBed;
+    LivePhones mPhones{mBed};
+    PhoneLinks mLinks;
+    HostProcess mHost;
+    int mStep = 0;
+};
+
+} // namespace zebphones

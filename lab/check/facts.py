@@ -85,7 +85,7 @@ def command(run, product, wanted):
     return value
 
 
-@fact("the scenario ran to its end", "boot", "baseline", "phones", "speed")
+@fact("the scenario ran to its end", "boot", "baseline", "phones", "speed", "before", "replug", "rights")
 def scenario_ended(run):
     expect(run.texts.get("scenario.status"), "0", "exit status")
 
@@ -96,12 +96,12 @@ def packaged(run):
            ["/usr/bin/zebhost", "/usr/lib/arm-linux-gnueabihf/zebdiscovery/libzebdiscoverer-usb.so"], "files in use")
 
 
-@fact("the host ended by itself with status 0", "phones")
+@fact("the host ended by itself with status 0", "phones", "before", "replug", "rights")
 def host_ended(run):
     expect(run.texts.get("zebhost.status"), "0", "exit status")
 
 
-@fact("the host saw no breach of the contract", "phones")
+@fact("the host saw no breach of the contract", "phones", "before", "replug", "rights")
 def no_violation(run):
     breaches = run.events("violation")
     if not run.host:
@@ -110,7 +110,7 @@ def no_violation(run):
         raise Refuted("; ".join(breach["text"] for breach in breaches))
 
 
-@fact("started first, stopped last, both without error", "phones")
+@fact("started first, stopped last, both without error", "phones", "before", "replug", "rights")
 def started_and_stopped(run):
     started, stopped = only(run.events("started"), "started"), only(run.events("stopped"), "stopped")
     expect((started.get("error", 0), stopped.get("error", 0)), (0, 0), "errors")
@@ -121,7 +121,7 @@ def started_and_stopped(run):
 
 @fact("tethering phone: the link is real, its address came by DHCP", "phones")
 def tether_link(run):
-    address = run.texts.get("address.txt", "")
+    address = run.texts.get("address-0.txt", "")
     if "inet 192.168.42." not in address:
         raise Refuted(f"no address 192.168.42.x: {address!r}")
 
@@ -141,18 +141,18 @@ def tether_command(run):
     return command(run, "4ee3", "zebcmd:v=1;t=USBAND")["value"]
 
 
-@fact('accessory phone: interest 30, "105"', "phones")
+@fact('accessory phone: interest 30, "105"', "phones", "before", "rights")
 def accessory_interest(run):
     expect_interest(run, "4ee2", 30, "105")
 
 
-@fact("accessory phone: entity added, not published before the switch", "phones")
+@fact("accessory phone: entity added, not published before the switch", "phones", "before", "rights")
 def accessory_added(run):
     events = run.events("entity", id=entity_of(run, "4ee2"))
     expect([event["action"] for event in events if event["action"] in ("added", "published")], ["added"], "entity")
 
 
-@fact("accessory phone: its own record holds the hand-shake, whole, in order, no NUL", "baseline", "phones")
+@fact("accessory phone: its own record holds the hand-shake, whole, in order, no NUL", "baseline", "phones", "before", "rights")
 def phone_record(run):
     requests = run.phone_events("request")
     found = [(r["type"], r["request"], r["index"], bytes.fromhex(r["bytes"])) for r in requests]
@@ -161,7 +161,7 @@ def phone_record(run):
         raise Refuted("the phone stalled a request")
 
 
-@fact("accessory phone: the bus carried just that", "baseline", "phones")
+@fact("accessory phone: the bus carried just that", "baseline", "phones", "before", "rights")
 def bus_record(run):
     transfers = run.vendor_requests()
     expect([(t.request_type, t.request, t.index, t.data) for t in transfers], HANDSHAKE, "requests")
@@ -171,7 +171,7 @@ def bus_record(run):
     return f"version to last string {seconds(transfers[0].submitted_us, transfers[6].completed_us)}"
 
 
-@fact("accessory phone: start request no sooner than 1 s after the last string", "phones")
+@fact("accessory phone: start request no sooner than 1 s after the last string", "phones", "before", "rights")
 def start_waits(run):
     last = only([t for t in run.vendor_requests() if t.request == SEND_STRING and t.index == 5], "last string")
     start = only([t for t in run.vendor_requests() if t.request == START], "start request")
@@ -180,7 +180,7 @@ def start_waits(run):
     return "after " + seconds(last.completed_us, start.submitted_us)
 
 
-@fact("accessory phone: gone after the start request, back at the same port as 18d1:2d00", "phones")
+@fact("accessory phone: gone after the start request, back at the same port as 18d1:2d00", "phones", "before", "rights")
 def gone_and_back(run):
     first, second = plugged(run, "4ee2"), plugged(run, "2d00")
     gone = only(run.events("device", action="remove", **place(first)), "18d1:4ee2 gone")
@@ -191,19 +191,19 @@ def gone_and_back(run):
     return "after " + seconds(start.completed_us, second["time_us"])
 
 
-@fact('accessory mode: interest 10, "106"', "phones")
+@fact('accessory mode: interest 10, "106"', "phones", "before", "rights")
 def switched_interest(run):
     expect_interest(run, "2d00", 10, "106")
 
 
-@fact("accessory mode: entity published", "phones")
+@fact("accessory mode: entity published", "phones", "before", "rights")
 def switched_published(run):
     return published(run, "2d00")
 
 
-@fact("accessory mode: connection command with the kernel's own numbers, no sooner than after 1 s", "phones")
+@fact("accessory mode: connection command with the kernel's own numbers, no sooner than after 1 s", "phones", "before", "rights")
 def switched_command(run):
-    where = accessory_address(run)
+    where = only(accessory_addresses(run), "device descriptor with 18d1:2d00")
     value = command(run, "2d00", "zebcmd:v=1;t=USBAAP;bus={};dev={}".format(*where))
     claimed_us = interest(run, "2d00")["time_us"]
     if value["time_us"] - claimed_us < 1_000_000:
@@ -211,22 +211,100 @@ def switched_command(run):
     return value["value"] + " after " + seconds(claimed_us, value["time_us"])
 
 
-def accessory_address(run):
-    """Bus and device of whoever told the kernel that it is 18d1:2d00, in its device descriptor."""
+def accessory_addresses(run):
+    """Bus and device of those that told the kernel that they are 18d1:2d00, in the device descriptor."""
     told = [t for t in run.transfers if t.request == GET_DESCRIPTOR and t.data[8:12] == b"\xd1\x18\x00\x2d"]
     # Each device is asked once as number 0, before it has a number.
-    return only({(t.bus, t.device) for t in told if t.device != 0}, "device descriptor with 18d1:2d00")
+    return {(t.bus, t.device) for t in told if t.device != 0}
 
 
-@fact("each phone unplugged: entity lost, then destroyed, once", "phones")
+@fact("each phone unplugged: entity lost, then destroyed, once", "phones", "before", "rights")
 def withdrawn(run):
-    for product in ("4ee3", "4ee2", "2d00"):
+    products = {event["product"] for event in run.events("device", action="add")}
+    if not {"4ee2", "2d00"} <= products:
+        raise Refuted(f"only {products} were plugged")
+    for product in sorted(products):
         entity = entity_of(run, product)
         gone = only(run.events("device", action="remove", **place(plugged(run, product))), f"{product} gone")
         lost = run.events("entity", action="lost", id=entity)
         destroyed = only(run.events("entity", action="destroyed", id=entity), f"{product} destroyed")
         if not lost or not gone["time_us"] <= lost[0]["time_us"] <= destroyed["time_us"]:
             raise Refuted(f"18d1:{product}: not gone, lost, destroyed in this order")
+
+
+@fact("both phones at once: the tether still held when the other was an accessory", "phones")
+def at_once(run):
+    tether, accessory = command(run, "4ee3", "zebcmd:v=1;t=USBAND"), plugged(run, "4ee2")
+    lost = only(run.events("entity", action="lost", id=tether["id"]), "tether lost")
+    switched = only(run.events("value", id=entity_of(run, "2d00"), key="zebcmd"), "accessory's command")
+    if not tether["time_us"] < accessory["time_us"] < switched["time_us"] < lost["time_us"]:
+        raise Refuted("not in this order")
+
+
+@fact("the phone was plugged before the host started", "before")
+def plugged_before(run):
+    first = run.phone_events("plugged", product="4ee2")[0]
+    started = only(run.events("started"), "started")
+    if first["time_us"] > started["time_us"]:
+        raise Refuted("it came " + seconds(started["time_us"], first["time_us"]) + " later")
+    return seconds(first["time_us"], started["time_us"])
+
+
+@fact("plugged twice into the same port, and switched there twice", "replug")
+def same_port(run):
+    comings = [(event["product"], event["port"]) for event in run.events("device", action="add")]
+    expect(comings, [("4ee2", "2-1"), ("2d00", "2-1")] * 2, "devices")
+    numbers = [event["device"] for event in run.events("device", action="add")]
+    expect(len(set(numbers)), 4, "different numbers on the bus")
+
+
+@fact("the whole hand-shake each time, by the phone's own record and on the bus", "replug")
+def two_handshakes(run):
+    told = [(r["type"], r["request"], r["index"], bytes.fromhex(r["bytes"])) for r in run.phone_events("request")]
+    expect(told, HANDSHAKE * 2, "the phone's requests")
+    carried = [(t.request_type, t.request, t.index, t.data) for t in run.vendor_requests()]
+    expect(carried, HANDSHAKE * 2, "requests on the bus")
+
+
+@fact("a connection command each time, with the kernel's own numbers", "replug")
+def two_commands(run):
+    found = [event["value"] for event in run.events("value", key="zebcmd", error=0)]
+    wanted = ["zebcmd:v=1;t=USBAAP;bus={};dev={}".format(*where) for where in sorted(accessory_addresses(run))]
+    expect((found, len(found)), (wanted, 2), "commands")
+
+
+@fact("what came was lost and destroyed, each entity once", "replug")
+def two_lives(run):
+    for action in ("lost", "destroyed"):
+        ids = [event["id"] for event in run.events("entity", action=action)]
+        expect(ids, [1, 2, 3, 4], action)
+
+
+@fact("the host ran as an ordinary user", "rights")
+def ordinary_user(run):
+    users = run.texts["zebhost.user"].split()[1:]
+    expect(set(users), {"1000"}, "users")
+
+
+@fact("it named the node, its rights, and the rule that is missing", "rights")
+def node_named(run):
+    where = place(plugged(run, "4ee2"))
+    first = run.events("advice", topic="node-access", **where)[0]["text"]
+    node = "/dev/bus/usb/{bus:03}/{device:03} ".format(**where)
+    for part in (node, "rw-------", "udev rule is missing", 'ATTR{idVendor}=="18d1"', "root"):
+        if part not in first:
+            raise Refuted(f"nothing of {part!r} in {first!r}")
+
+
+@fact("the phone was neither offered nor asked before its node opened", "rights")
+def asked_afterwards(run):
+    where = place(plugged(run, "4ee2"))
+    advice = run.events("advice", topic="node-access", **where)[0]
+    offer = only(run.events("offer", **where), "offer")
+    asked = run.vendor_requests()[0]
+    if not advice["time_us"] < offer["time_us"] < asked.submitted_us:
+        raise Refuted("not in this order")
+    return "offered " + seconds(advice["time_us"], offer["time_us"]) + " after the advice"
 
 
 @fact("the emulated buses are there", "boot")

@@ -33,6 +33,7 @@ class Run:
     """The records of one run; a record that was not written is empty."""
 
     host: list[dict] = field(default_factory=list)
+    # Of every controller's phone, one after the other.
     phone: list[dict] = field(default_factory=list)
     transfers: list[Transfer] = field(default_factory=list)
     # The small text files, by name: exit statuses, the address of the link, figures.
@@ -76,9 +77,11 @@ def judge(fact, run):
 
 def load(folder):
     folder = Path(folder)
+    if not folder.is_dir():
+        return Run()
     return Run(
         host=json_lines(folder / "zebhost.jsonl"),
-        phone=json_lines(folder / "phone.jsonl"),
+        phone=[line for record in sorted(folder.glob("phone-*.jsonl")) for line in json_lines(record)],
         transfers=control_transfers(text(folder / "usbmon.txt")),
         texts={path.name: text(path).strip() for path in folder.iterdir() if path.is_file()},
     )

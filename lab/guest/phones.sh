@@ -1,7 +1,9 @@
-# Phones for the scenarios, and what watches them. A phone on controller K (dummy_udc.K) is on bus K+1.
+# Phones for the scenarios, and what watches them. A phone on controller K (dummy_udc.K) is on bus K+1; what is
+# kept of it, in $out or in /run, carries its K.
 
 gadgets=/sys/kernel/config/usb_gadget
 export ZEBPHONES_MODELS=/lab/models
+: "${out:=/out}"
 
 # For the one who waits in front of the console.
 say() {
@@ -10,14 +12,23 @@ say() {
 
 # The witness: every transfer of every bus as the kernel saw it, on the monotonic clock.
 start_witness() {
-    cat /sys/kernel/debug/usb/usbmon/0u >/out/usbmon.txt &
+    cat /sys/kernel/debug/usb/usbmon/0u >"$out/usbmon.txt" &
+    witness=$!
+    trap 'kill "$witness"' EXIT
 }
 
+# start_host [USER]
 start_host() {
-    zebhost run --json >/out/zebhost.jsonl 2>/out/zebhost.log &
+    local host="/usr/bin/zebhost run --json"
+    if [ $# -gt 0 ]; then
+        su "$1" -c "exec $host" >"$out/zebhost.jsonl" 2>"$out/zebhost.log" &
+    else
+        $host >"$out/zebhost.jsonl" 2>"$out/zebhost.log" &
+    fi
     host_pid=$!
-    await_line /out/zebhost.jsonl '"started"' 10
-    sed -n 's/.* \(\/.*zeb.*\)/\1/p' "/proc/$host_pid/maps" | sort -u >/out/files.txt
+    await_line "$out/zebhost.jsonl" '"started"' 10
+    sed -n 's/.* \(\/.*zeb.*\)/\1/p' "/proc/$host_pid/maps" | sort -u >"$out/files.txt"
+    grep ^Uid: "/proc/$host_pid/status" >"$out/zebhost.user"
 }
 
 # Ends the host as a service manager does, and keeps its exit status for the check.
@@ -25,7 +36,12 @@ stop_host() {
     local status=0
     kill -TERM "$host_pid"
     wait "$host_pid" || status=$?
-    echo "$status" >/out/zebhost.status
+    echo "$status" >"$out/zebhost.status"
+}
+
+# await_told TEXT SECONDS [COUNT]: until the host has told TEXT in COUNT lines.
+await_told() {
+    await_line "$out/zebhost.jsonl" "$@"
 }
 
 # await_line FILE TEXT SECONDS [COUNT]: until TEXT stands in COUNT lines of FILE. A scenario goes on when it
@@ -39,6 +55,12 @@ await_line() {
     done
 }
 
+# node_of K: the device node of what is plugged into controller K.
+node_of() {
+    local device=/sys/bus/usb/devices/$(($1 + 1))-1
+    printf '/dev/bus/usb/%03d/%03d' "$(cat "$device/busnum")" "$(cat "$device/devnum")"
+}
+
 interface_with_mac() {
     local address
     for address in /sys/class/net/*/address; do
@@ -46,8 +68,9 @@ interface_with_mac() {
     done
 }
 
-# plug_tether K: a phone that shares its network by RNDIS. Its own end of the link lives in a network name space
-# and serves addresses there, so that the host's end gets its own by DHCP, as from a phone.
+# plug_tether K: a phone that shares its network by RNDIS, as the kernel's own function does: the catalogue's
+# "rndis" with a network behind it. Its own end of the link lives in a network name space and serves addresses
+# there, so that the host's end gets its own by DHCP, as from a phone.
 plug_tether() {
     local gadget=$gadgets/tether$1 host_mac=02:00:00:00:01:0$1 phone_mac=02:00:00:00:02:0$1
     mkdir "$gadget"
@@ -61,56 +84,63 @@ plug_tether() {
     echo "$phone_mac" >"$gadget/functions/rndis.$1/dev_addr"
     ln -s "$gadget/functions/rndis.$1" "$gadget/configs/c.1/f1"
     echo "dummy_udc.$1" >"$gadget/UDC"
-    serve_addresses "$(interface_with_mac "$phone_mac")"
+    serve_addresses "$1" "$(interface_with_mac "$phone_mac")"
     while [ -z "$(interface_with_mac "$host_mac")" ]; do sleep 0.1; done
-    request_address "$(interface_with_mac "$host_mac")"
+    request_address "$1" "$(interface_with_mac "$host_mac")"
 }
 
-# serve_addresses INTERFACE
+# serve_addresses K INTERFACE
 serve_addresses() {
+    local space
     unshare -n sleep 100000 &
-    phone_space=$!
+    space=$!
+    echo "$space" >"/run/space-$1.pid"
     # The name space is there once its process is no longer in ours.
-    while [ "$(readlink /proc/$phone_space/ns/net)" = "$(readlink /proc/self/ns/net)" ]; do sleep 0.1; done
-    ip link set "$1" netns "$phone_space"
-    cat >/run/udhcpd.conf <<CONF
+    while [ "$(readlink /proc/$space/ns/net)" = "$(readlink /proc/self/ns/net)" ]; do sleep 0.1; done
+    ip link set "$2" netns "$space"
+    cat >"/run/udhcpd-$1.conf" <<CONF
 start 192.168.42.42
 end 192.168.42.42
-interface $1
-lease_file /run/udhcpd.leases
-pidfile /run/udhcpd.pid
+interface $2
+lease_file /run/udhcpd-$1.leases
+pidfile /run/udhcpd-$1.pid
 option subnet 255.255.255.0
 option router 192.168.42.129
 CONF
-    touch /run/udhcpd.leases
-    nsenter -t "$phone_space" -n ip addr add 192.168.42.129/24 dev "$1"
-    nsenter -t "$phone_space" -n ip link set "$1" up
-    nsenter -t "$phone_space" -n udhcpd -f /run/udhcpd.conf 2>/out/udhcpd.log &
+    : >"/run/udhcpd-$1.leases"
+    nsenter -t "$space" -n ip addr add 192.168.42.129/24 dev "$2"
+    nsenter -t "$space" -n ip link set "$2" up
+    nsenter -t "$space" -n udhcpd -f "/run/udhcpd-$1.conf" 2>"$out/udhcpd-$1.log" &
 }
 
-# request_address INTERFACE
+# request_address K INTERFACE
 request_address() {
-    ip link set "$1" up
-    udhcpc -i "$1" -n -q -t 10 -T 1 -s /lab/udhcpc.script >/out/udhcpc.log 2>&1
-    ip -4 addr show dev "$1" >/out/address.txt
+    ip link set "$2" up
+    udhcpc -i "$2" -n -q -t 10 -T 1 -s /lab/udhcpc.script >"$out/udhcpc-$1.log" 2>&1
+    ip -4 addr show dev "$2" >"$out/address-$1.txt"
 }
 
 unplug_tether() {
     local gadget=$gadgets/tether$1
     echo "" >"$gadget/UDC"
-    kill "$phone_space" "$(cat /run/udhcpd.pid)"
+    kill "$(cat "/run/space-$1.pid")" "$(cat "/run/udhcpd-$1.pid")"
     rm "$gadget/configs/c.1/f1"
     rmdir "$gadget/configs/c.1" "$gadget/functions/rndis.$1" "$gadget/strings/0x409" "$gadget"
 }
 
-# plug_accessory K: a phone that switches to accessory mode when asked to, and writes down what it was asked.
-plug_accessory() {
-    functionfs-phone "dummy_udc.$1" >/out/phone.jsonl 2>/out/phone.log &
-    phone_pid=$!
-    await_line /out/phone.jsonl '"plugged"' 10
+# plug_phone K [PHONE]: a phone of the catalogue, by default "accessory", which switches to accessory mode when
+# asked to. It writes down what it was asked, over all its plugs.
+plug_phone() {
+    local record=$out/phone-$1.jsonl before
+    before=$(cat "$record" 2>/dev/null | grep -c '"plugged"') || true
+    functionfs-phone "dummy_udc.$1" "${2:-accessory}" >>"$record" 2>>"$out/phone-$1.log" &
+    echo $! >"/run/phone-$1.pid"
+    await_line "$record" '"plugged"' 10 $((before + 1))
 }
 
-unplug_accessory() {
-    kill -TERM "$phone_pid"
-    wait "$phone_pid"
+unplug_phone() {
+    local phone
+    phone=$(cat "/run/phone-$1.pid")
+    kill -TERM "$phone"
+    wait "$phone"
 }

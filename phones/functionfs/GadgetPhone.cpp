@@ -2,10 +2,10 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cinttypes>
-#include <stdexcept>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -17,7 +17,8 @@ using namespace std::chrono_literals;
 
 // Between taking the start request and leaving the bus, as phones do.
 constexpr auto kBeforeLeaving = 10ms;
-constexpr auto kAway = 100ms;
+// Longer than a host waits for an answer.
+constexpr auto kSilence = 600ms;
 
 std::int64_t nowUs() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -56,32 +57,53 @@ GadgetPhone::GadgetPhone(PhoneDescription description, std::string controller, s
     mModel(std::move(description)),
     mController(std::move(controller)),
     mpRecord(record),
-    mNormal(mController + "-normal", mModel.description().normal),
-    mAccessory(mController + "-accessory", mModel.description().accessory) {}
+    mNormal(mController + "-normal", mModel.description().normal) {
+    if (const UsbFace& face = mModel.description().accessory; !face.interfaces.empty())
+        mAccessory.emplace(mController + "-accessory", face);
+}
 
 void GadgetPhone::run(int stopFd) {
     plug();
     while (true) {
-        pollfd watched[] = {{stopFd, POLLIN, 0}, {gadget().controlFd(), POLLIN, 0}};
-        if (::poll(watched, 2, -1) < 0)
+        // One that has dropped off has no events any more.
+        pollfd watched[] = {{stopFd, POLLIN, 0}, {mPlugged ? gadget().controlFd() : -1, POLLIN, 0}};
+        const int ready = ::poll(watched, 2, untilItReverts());
+        if (ready < 0)
             throw std::system_error(errno, std::generic_category(), "poll");
         if (watched[0].revents != 0)
             break;
+        if (ready == 0) {
+            change(&PhoneModel::reappearInNormalMode);
+            continue;
+        }
         handleEvent();
-        if (mModel.switchRequested())
-            switchToAccessoryMode();
+        if (mModel.switchRequested()) {
+            std::this_thread::sleep_for(kBeforeLeaving);
+            change(&PhoneModel::reappearInAccessoryMode);
+        }
     }
     unplug();
 }
 
 void GadgetPhone::plug() {
     gadget().plug(mController);
+    mPlugged = true;
     notePlug(mpRecord, "plugged", mModel.face());
 }
 
 void GadgetPhone::unplug() {
+    if (!std::exchange(mPlugged, false))
+        return;
     gadget().unplug();
     notePlug(mpRecord, "unplugged", mModel.face());
+}
+
+int GadgetPhone::untilItReverts() const {
+    if (!mReverts || !mPlugged)
+        return -1;
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*mReverts - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max(left, 0ms).count());
 }
 
 void GadgetPhone::handleEvent() {
@@ -97,27 +119,41 @@ void GadgetPhone::handleEvent() {
 }
 
 std::vector<std::uint8_t> GadgetPhone::reply(const SetupPacket& setup, const Response& response) {
-    if (response.reaction != Reaction::Answer && response.reaction != Reaction::Stall)
-        throw std::logic_error("a gadget cannot show this reaction");
     std::vector<std::uint8_t> data;
-    if (response.reaction == Reaction::Stall) {
+    switch (response.reaction) {
+    case Reaction::Unplug:
+        unplug();
+        break;
+    case Reaction::Silent:
+        // Whatever is done with the request answers or stalls it; so nothing, until nobody waits any more.
+        std::this_thread::sleep_for(kSilence);
         gadget().stall(setup);
-    } else if (setup.toHost()) {
-        data = response.data;
-        gadget().send(data);
-    } else {
-        data.resize(setup.length);
-        gadget().receive(data);
+        break;
+    case Reaction::Stall:
+        gadget().stall(setup);
+        break;
+    default:
+        if (setup.toHost()) {
+            data = response.data;
+            gadget().send(data);
+        } else {
+            data.resize(setup.length);
+            gadget().receive(data);
+        }
     }
     return data;
 }
 
-void GadgetPhone::switchToAccessoryMode() {
-    std::this_thread::sleep_for(kBeforeLeaving);
+// Off the bus, and back in the other mode.
+void GadgetPhone::change(void (PhoneModel::*reappear)()) {
+    const PhoneDescription& phone = mModel.description();
     unplug();
-    std::this_thread::sleep_for(kAway);
-    mModel.reappearInAccessoryMode();
+    std::this_thread::sleep_for(phone.away);
+    (mModel.*reappear)();
     plug();
+    mReverts.reset();
+    if (mModel.inAccessoryMode() && phone.reverts)
+        mReverts = std::chrono::steady_clock::now() + *phone.reverts;
 }
 
 } // namespace zebphones

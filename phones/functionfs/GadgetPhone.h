@@ -7,7 +7,9 @@
 #include "phones/PhoneModel.h"
 #include "phones/functionfs/Gadget.h"
 
+#include <chrono>
 #include <cstdio>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -16,26 +18,31 @@ namespace zebphones {
 
 class GadgetPhone {
 public:
-    // Unplugged until run(). The record is not owned.
+    // A phone that a gadget can be (see GadgetLimits.h), unplugged until run(). The record is not owned.
     GadgetPhone(PhoneDescription description, std::string controller, std::FILE* record);
 
     // Plugged and answering until stopFd becomes readable; then unplugged.
     void run(int stopFd);
 
 private:
-    Gadget& gadget() { return mModel.inAccessoryMode() ? mAccessory : mNormal; }
+    Gadget& gadget() { return mModel.inAccessoryMode() ? mAccessory.value() : mNormal; }
     void plug();
     void unplug();
+    // In milliseconds, for poll: when the phone falls back to its normal mode.
+    int untilItReverts() const;
     void handleEvent();
     // The data that moved, in either direction.
     std::vector<std::uint8_t> reply(const SetupPacket& setup, const Response& response);
-    void switchToAccessoryMode();
+    void change(void (PhoneModel::*reappear)());
 
     PhoneModel mModel;
     const std::string mController;
+    bool mPlugged = false;
+    std::optional<std::chrono::steady_clock::time_point> mReverts;
     std::FILE* const mpRecord;
     Gadget mNormal;
-    Gadget mAccessory;
+    // None for what never switches.
+    std::optional<Gadget> mAccessory;
 };
 
 } // namespace zebphones

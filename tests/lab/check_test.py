@@ -59,7 +59,7 @@ def shift(pattern, microseconds):
     return edit
 
 
-HOST, PHONE, BUS = "zebhost.jsonl", "phone.jsonl", "usbmon.txt"
+HOST, PHONE, BUS = "zebhost.jsonl", "phone-1.jsonl", "usbmon.txt"
 VIOLATION = '{"time_us":9000000,"event":"violation","text":"a string was freed twice"}\n'
 
 # Scenario, the fact that has to fail, the record, what is done to it.
@@ -80,7 +80,7 @@ TAMPERINGS = [
     ("phones", "started_and_stopped", HOST, change('"stopped","error":0', '"stopped","error":15')),
     ("phones", "started_and_stopped", HOST, shift('"started"', 5_000_000)),
     ("phones", "started_and_stopped", HOST, shift('"stopped"', -5_000_000)),
-    ("phones", "tether_link", "address.txt", change(r"192\.168\.42", "192.168.43")),
+    ("phones", "tether_link", "address-0.txt", change(r"192\.168\.42", "192.168.43")),
     ("phones", "tether_interest", HOST, change('"level":15', '"level":30')),
     ("phones", "tether_interest", HOST, change('"103"', '"105"')),
     ("phones", "tether_interest", HOST, change("(.*\"level\":15.*\n)", r"\1\1")),
@@ -118,6 +118,26 @@ TAMPERINGS = [
     ("phones", "withdrawn", HOST, change("(.*destroyed.*id\":3.*\n)", r"\1\1")),
     ("phones", "withdrawn", HOST, drop('"remove","bus":1')),
     ("phones", "withdrawn", HOST, shift('"lost","id":3', 1_000_000)),
+    ("phones", "at_once", HOST, shift('"lost","id":1', -4_000_000)),
+    ("phones", "at_once", HOST, drop("t=USBAND")),
+    ("before", "plugged_before", PHONE, shift('"4ee2"', 5_000_000)),
+    ("before", "plugged_before", HOST, drop('"started"')),
+    ("before", "gone_and_back", HOST, drop('"event":"device","action":"add".*"2d00"')),
+    ("before", "switched_command", HOST, drop("USBAAP")),
+    ("replug", "same_port", HOST, change('"port":"2-1"', '"port":"2-2"', count=1)),
+    ("replug", "same_port", HOST, drop('"event":"device","action":"add".*"2d00"')),
+    ("replug", "two_handshakes", PHONE, drop('"request":53')),
+    ("replug", "two_handshakes", BUS, drop("s 40 35")),
+    ("replug", "two_commands", HOST, change(r"(bus=2;dev=)\d+", r"\g<1>99", count=1)),
+    ("replug", "two_commands", HOST, drop("t=USBAAP")),
+    ("replug", "two_lives", HOST, drop('"destroyed","id":3')),
+    ("replug", "two_lives", HOST, change('"lost","id":2', '"lost","id":1')),
+    ("rights", "ordinary_user", "zebhost.user", change("1000", "0", count=1)),
+    ("rights", "node_named", HOST, change("a udev rule is missing", "something is wrong")),
+    ("rights", "node_named", HOST, change("/dev/bus/usb/002/", "/dev/bus/usb/003/")),
+    ("rights", "node_named", HOST, drop('"node-access"')),
+    ("rights", "asked_afterwards", HOST, shift('"event":"offer"', -2_000_000)),
+    ("rights", "asked_afterwards", BUS, shift("s c0 33", -2_000_000)),
     ("speed", "scenario_ended", "scenario.status", change("0", "143")),
     ("speed", "both_timed", "plugin.txt", change(r"(?s).*", "", count=1)),
     ("speed", "both_timed", "baseline.txt", change(r"(?s)\n.*", "\n", count=1)),
@@ -173,16 +193,24 @@ class TheCheck(unittest.TestCase):
             self.assertEqual([], held)
 
     def test_ends_with_a_summary_and_a_status_that_say_the_same(self):
-        good = self.checked("boot", HERE / "recorded" / "boot")
-        bad = self.checked("boot", self.tampered("bad", "boot", "scenario.status", change("0", "1")))
+        good = self.checked(HERE / "recorded", "boot")
+        self.tampered("boot", "boot", "scenario.status", change("0", "1"))
+        shutil.copytree(HERE / "recorded" / "baseline", self.folder / "baseline")
+        bad = self.checked(self.folder, "boot", "baseline")
 
-        self.assertEqual((0, "lab boot: 2 passed, 0 failed"), good)
-        self.assertEqual((1, "lab boot: 1 passed, 1 failed"), bad)
+        self.assertEqual((0, "lab: 2 passed, 0 failed"), good)
+        self.assertEqual((1, "lab: 5 passed, 1 failed"), bad)
 
-    def checked(self, scenario, folder):
-        command = [sys.executable, "-B", CHECK, scenario, folder]
+    def test_does_not_pass_a_scenario_that_it_does_not_know(self):
+        self.assertEqual(2, self.checked(HERE / "recorded", "boot", "picnic")[0])
+
+    def test_does_not_pass_a_scenario_that_left_nothing(self):
+        self.assertEqual((1, "lab: 0 passed, 2 failed"), self.checked(self.folder, "boot"))
+
+    def checked(self, folder, *scenarios):
+        command = [sys.executable, "-B", CHECK, folder, *scenarios]
         done = subprocess.run(command, capture_output=True, text=True, check=False)
-        return done.returncode, done.stdout.splitlines()[-1]
+        return done.returncode, (done.stdout.splitlines() or [""])[-1]
 
 
 if __name__ == "__main__":

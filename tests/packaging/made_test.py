@@ -55,6 +55,14 @@ class ThePackages(unittest.TestCase):
             with self.subTest(name):
                 self.assertIn("No licence has been chosen for zebdiscovery", said.read_text())
 
+    def test_bring_what_belongs_to_the_programs(self):
+        for path in ("share/man/man1/zebhost.1.gz", "share/man/man5/zebhost.toml.5.gz",
+                     "share/man/man7/zebdiscoverer-usb.7.gz", "share/bash-completion/completions/zebhost",
+                     "lib/udev/rules.d/60-zebhost.rules", "lib/systemd/system/zebhost.service",
+                     "share/zebphones/models/accessory.toml"):
+            with self.subTest(path):
+                self.assertTrue((scratch.installed_root() / "usr" / path).is_file())
+
     def test_install_and_purge_without_a_trace(self):
         root = scratch.empty_root("purged")
         before = scratch.contents(root)

@@ -89,7 +89,7 @@ std::vector<TracedSpan> Visit::transfers() const {
 
 const TracedLine* Visit::command() const {
     auto found = std::find_if(lines.begin(), lines.end(), [](const TracedLine& candidate) {
-        return candidate.is("value") && candidate.text("key") == "zebcmd" && candidate.text("value") != "";
+        return candidate.is("value") && candidate.text("key") == "zebcmd" && !candidate.text("value").empty();
     });
     return found == lines.end() ? nullptr : &*found;
 }

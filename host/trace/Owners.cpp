@@ -33,7 +33,7 @@ Track Owners::of(const ZEBDiscovererEntity* entity) const {
     return found == mEntities.end() ? 0 : found->second.track;
 }
 
-Track Owners::of(UsbAddress address) const {
+Track Owners::of(const UsbAddress& address) const {
     auto found = mAddresses.find({address.bus, address.device});
     return found == mAddresses.end() ? 0 : found->second;
 }

@@ -19,7 +19,7 @@ public:
     Track portTrack(const std::string& port) { return mTrace.track("usb " + port); }
     Track of(const ZEBDeviceInfo* device) const;
     Track of(const ZEBDiscovererEntity* entity) const;
-    Track of(UsbAddress address) const;
+    Track of(const UsbAddress& address) const;
     Track ofDescriptor(int descriptor) const;
 
     /** The host hands this device to the plug-in: its record may be read now, and is not read later. */

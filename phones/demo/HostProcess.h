@@ -28,6 +28,9 @@ public:
     void whileWaiting(std::function<void()> handler) { mWhileWaiting = std::move(handler); }
     // Show lines until one contains one of the texts; false when none did in time.
     bool awaitLine(const std::vector<std::string>& texts, std::chrono::milliseconds limit);
+    bool awaitLine(const std::string& text, std::chrono::milliseconds limit) {
+        return awaitLine(std::vector<std::string>{text}, limit);
+    }
     // Show lines until the condition, looked at again and again, holds; false when it did not in time.
     bool awaitCondition(const std::function<bool()>& condition, std::chrono::milliseconds limit);
     // Show what comes in this time.

@@ -4,6 +4,7 @@
 //
 // usage: on-bed PRELOAD HOST [ARGUMENT...]     PRELOAD: the libraries through which a program sees the bed
 #include "phones/Catalogue.h"
+#include "phones/PhoneLinks.h"
 #include "phones/demo/HostProcess.h"
 #include "phones/demo/NetworkSpace.h"
 #include "phones/usbfs/Testbed.h"
@@ -51,8 +52,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        NetworkSpace network;
-        network.addInterface("192.168.42.23");
+        const NetworkSpace network;
+        PhoneLinks().add(kTetherPort, "192.168.42.23");
         Testbed bed;
         bed.plug(loadPhone("rndis"), kTetherPort);
         HostProcess host({argv + 2, argv + argc}, argv[1],

@@ -43,23 +43,8 @@ int64_t awaitSwitch(UsbfsDevice& phone) {
     throw std::runtime_error("the phone was not told to switch");
 }
 
-void playRound(zebphones::Testbed& bed, zebphones::HostProcess& host, const std::string& lastLine) {
-    const auto phone = bed.plug(zebphones::loadPhone("accessory"));
-    const int64_t pluggedUs = nowUs();
-    const int64_t switchedUs = awaitSwitch(*phone);
-    bed.reappearInAccessoryMode(1);
-    const int64_t backUs = nowUs();
-    if (!host.awaitLine("t=USBAAP", kPatience))
-        throw std::runtime_error("zebhost told no command");
-    const int64_t first = switchedUs - pluggedUs - kFixedWaitUs;
-    const int64_t second = timeOf(lastLine) - backUs - kFixedWaitUs;
-    std::printf("%lld\n", static_cast<long long>(first + second));
-    bed.unplug(1);
-    host.awaitLine("destroyed", kPatience);
-}
-
-void play(int rounds, const std::filesystem::path& folder) {
-    zebphones::Testbed bed;
+/** Each round with a host of its own: one leaves a phone alone that has to be switched again and again. */
+void playRound(zebphones::Testbed& bed, const std::filesystem::path& folder) {
     std::string commandLine;
     zebphones::HostProcess host({folder / "zebhost", "run", "--json", "--plugin", zebbench::pluginPath()},
                                 "libumockdev-preload.so.0:" +
@@ -70,8 +55,24 @@ void play(int rounds, const std::filesystem::path& folder) {
                                 });
     if (!host.awaitLine("started", kPatience))
         throw std::runtime_error("zebhost did not start");
+    const auto phone = bed.plug(zebphones::loadPhone("accessory"));
+    const int64_t pluggedUs = nowUs();
+    const int64_t switchedUs = awaitSwitch(*phone);
+    bed.reappearInAccessoryMode(1);
+    const int64_t backUs = nowUs();
+    if (!host.awaitLine("t=USBAAP", kPatience))
+        throw std::runtime_error("zebhost told no command");
+    const int64_t first = switchedUs - pluggedUs - kFixedWaitUs;
+    const int64_t second = timeOf(commandLine) - backUs - kFixedWaitUs;
+    std::printf("%lld\n", static_cast<long long>(first + second));
+    bed.unplug(1);
+    host.awaitLine("destroyed", kPatience);
+}
+
+void play(int rounds, const std::filesystem::path& folder) {
+    zebphones::Testbed bed;
     for (int round = 0; round < rounds; ++round)
-        playRound(bed, host, commandLine);
+        playRound(bed, folder);
 }
 
 } // namespace

@@ -15,13 +15,13 @@ COMMAND = "scripts/bench --quick"
 
 
 def measure(quick):
-    pairs = [(first_line_after(HOST), first_line_after(BASELINE)) for _ in range(20 if quick else 100)]
+    pairs = [(first_line_after(HOST), first_line_after(BASELINE)) for _ in range(20 if quick else 60)]
     host, baseline = (median(times) for times in zip(*pairs))
     wakeups, resident = at_rest(2 if quick else 5)
     yield ratio("zebhost run, cold start to \"started\"", host, baseline, "ms", 1.5, COMMAND)
     yield amount("zebhost's resident memory", resident, "KiB", 8 * 1024, COMMAND)
     yield amount("wake-ups of zebhost, nothing plugged", wakeups, "", 0, COMMAND)
-    rounds = 3 if quick else 11
+    rounds = 3 if quick else 7
     yield amount("plug to published, without the fixed waits", native.plug_to_published(rounds), "ms", 5,
                  f"build/native/bench/plug-to-published {rounds}")
 

@@ -23,7 +23,7 @@ SPEED_BENCH, LOAD_BENCH, COUNTS = (f"build/native/bench/{name}" for name in ("sp
 
 def measure(quick):
     """The rows, and the medians behind the curves."""
-    repetitions = 5 if quick else 15
+    repetitions = 5 if quick else 9
     say("counting")
     counted = counts()
     say("entry points and interest")
@@ -31,7 +31,7 @@ def measure(quick):
     say("loading")
     loads = benchmarks("load-bench", ".", repetitions)
     say("1 to 1,000 entities")
-    crowds = benchmarks("speed-bench", "^(" + "|".join(CURVES) + ")/", 3 if quick else 7, interleaved=False)
+    crowds = benchmarks("speed-bench", "^(" + "|".join(CURVES) + ")/", 3 if quick else 5, interleaved=False)
     rows = [*entry_points(counted, times), *idle(counted), *interest(counted, times), *loading(loads),
             *sizes(counted), *growth(crowds)]
     say("zebhost")

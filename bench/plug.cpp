@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <thread>
 
@@ -31,6 +32,15 @@ int64_t nowUs() {
 /** The time on a line of zebhost's. */
 int64_t timeOf(const std::string& line) {
     return std::strtoll(line.c_str() + line.find(':') + 1, nullptr, 10);
+}
+
+/** The processor time that a process has had. */
+int64_t workedUs(pid_t process) {
+    clockid_t clock{};
+    timespec time{};
+    clock_getcpuclockid(process, &clock);
+    clock_gettime(clock, &time);
+    return int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000;
 }
 
 /** When the phone was told to switch, to a tenth of a millisecond. */
@@ -53,20 +63,22 @@ void playRound(zebphones::Testbed& bed, const std::filesystem::path& folder) {
                                     if (line.find("t=USBAAP") != std::string::npos)
                                         commandLine = line;
                                 });
-    if (!host.awaitLine("started", kPatience))
+    if (!host.awaitLine({"started"}, kPatience))
         throw std::runtime_error("zebhost did not start");
+    const int64_t workBefore = workedUs(host.pid());
     const auto phone = bed.plug(zebphones::loadPhone("accessory"));
     const int64_t pluggedUs = nowUs();
     const int64_t switchedUs = awaitSwitch(*phone);
     bed.reappearInAccessoryMode(1);
     const int64_t backUs = nowUs();
-    if (!host.awaitLine("t=USBAAP", kPatience))
+    if (!host.awaitLine({"t=USBAAP"}, kPatience))
         throw std::runtime_error("zebhost told no command");
     const int64_t first = switchedUs - pluggedUs - kFixedWaitUs;
     const int64_t second = timeOf(commandLine) - backUs - kFixedWaitUs;
-    std::printf("%lld\n", static_cast<long long>(first + second));
+    const int64_t work = workedUs(host.pid()) - workBefore;
+    std::printf("%lld %lld\n", static_cast<long long>(first + second), static_cast<long long>(work));
     bed.unplug(1);
-    host.awaitLine("destroyed", kPatience);
+    host.awaitLine({"destroyed"}, kPatience);
 }
 
 void play(int rounds, const std::filesystem::path& folder) {

@@ -11,10 +11,10 @@ PLOT = Path("docs/performance.svg")
 
 
 def write(rows, curves):
-    marked = r"(<!-- table -->\n).*?(\n<!-- /table -->)"
+    marked = r"(<!-- table -->\n).*?(<!-- /table -->)"
     text = PAGE.read_text()
     if not re.search(marked, text, re.DOTALL):
         raise RuntimeError(f"{PAGE} has no marks for the table")
-    new = re.sub(marked, lambda found: found[1] + table.as_markdown(rows) + found[2], text, flags=re.DOTALL)
+    new = re.sub(marked, lambda found: found[1] + table.as_markdown(rows) + "\n" + found[2], text, flags=re.DOTALL)
     PAGE.write_text(new)
     PLOT.write_text(plot.svg(curves))

@@ -52,5 +52,7 @@ def as_json(rows):
 def as_markdown(rows):
     lines = ["| what | measured | baseline | figure | goal | | command |", "|---|---|---|---|---|---|---|"]
     for row in rows:
-        lines.append("| " + " | ".join((*row.cells(), f"`{row.command}`")) + " |")
+        # A bar would end the cell, even in code.
+        cells = (cell.replace("|", "\\|") for cell in (*row.cells(), f"`{row.command}`"))
+        lines.append("| " + " | ".join(cells) + " |")
     return "\n".join(lines)

@@ -24,6 +24,7 @@ public:
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
 
+    pid_t pid() const { return mPid; }
     // Called every few milliseconds in all that follows.
     void whileWaiting(std::function<void()> handler) { mWhileWaiting = std::move(handler); }
     // Show lines until one contains one of the texts; false when none did in time.

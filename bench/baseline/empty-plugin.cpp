@@ -1,5 +1,5 @@
-// A plug-in that does nothing: what any C++ library with the plug-in's dependencies costs when it is loaded. The
-// function it exports is another one, so that nobody takes it for a discoverer.
+// A plug-in that does nothing: what any C++ library with the plug-in's dependencies costs when it is loaded.
+// The function it exports is another one, so that nobody takes it for a discoverer.
 #include <libusb.h>
 #include <stdexcept>
 

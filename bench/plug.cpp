@@ -63,7 +63,7 @@ void playRound(zebphones::Testbed& bed, const std::filesystem::path& folder) {
                                     if (line.find("t=USBAAP") != std::string::npos)
                                         commandLine = line;
                                 });
-    if (!host.awaitLine({"started"}, kPatience))
+    if (!host.awaitLine("started", kPatience))
         throw std::runtime_error("zebhost did not start");
     const int64_t workBefore = workedUs(host.pid());
     const auto phone = bed.plug(zebphones::loadPhone("accessory"));
@@ -71,14 +71,14 @@ void playRound(zebphones::Testbed& bed, const std::filesystem::path& folder) {
     const int64_t switchedUs = awaitSwitch(*phone);
     bed.reappearInAccessoryMode(1);
     const int64_t backUs = nowUs();
-    if (!host.awaitLine({"t=USBAAP"}, kPatience))
+    if (!host.awaitLine("t=USBAAP", kPatience))
         throw std::runtime_error("zebhost told no command");
     const int64_t first = switchedUs - pluggedUs - kFixedWaitUs;
     const int64_t second = timeOf(commandLine) - backUs - kFixedWaitUs;
     const int64_t work = workedUs(host.pid()) - workBefore;
     std::printf("%lld %lld\n", static_cast<long long>(first + second), static_cast<long long>(work));
     bed.unplug(1);
-    host.awaitLine({"destroyed"}, kPatience);
+    host.awaitLine("destroyed", kPatience);
 }
 
 void play(int rounds, const std::filesystem::path& folder) {

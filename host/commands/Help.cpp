@@ -90,8 +90,7 @@ const char kVersion[] = R"(Examples:
 Exit status: 0 told; 2 wrong command line or configuration.)";
 
 const char kReport[] = R"(Examples:
-  zebhost run --trace run.json     trace what happens, until Ctrl-C
-  zebhost report run.json          make run.json.html of it
+  zebhost report run.json          make run.json.html of what "zebhost run --trace run.json" wrote
   zebhost report run.json -o page.html
   zebhost run --report page.html   both at once
 

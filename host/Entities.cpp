@@ -23,8 +23,9 @@ bool Entities::announce(ZEBDiscovererEntity* entity, bool publish, uint32_t devi
     bool isFirst = known == nullptr;
     if (isFirst) {
         auto expired = [this, entity] { mDiscoverer.entry.handleEntityTimeout(mDiscoverer.self, entity); };
-        known = &mEntities.emplace(entity, Entity{++mLastId, deviceId, address, Timer(mLoop, expired)})
-                     .first->second;
+        known =
+            &mEntities.emplace(entity, Entity{++mLastId, deviceId, std::move(address), Timer(mLoop, expired)})
+                 .first->second;
     }
     known->isPublished = publish;
     known->isNew = true;

@@ -28,7 +28,7 @@ AnyOrder::AnyOrder(ZEBDiscovererInitializeFunction function, Choices& choices, T
     mSystem.reset(choices);
 }
 
-AnyOrder::~AnyOrder() = default;
+AnyOrder::~AnyOrder() { mSystem.release(); }
 
 std::size_t AnyOrder::anySize(std::size_t whole) {
     switch (mChoices.below(8)) {

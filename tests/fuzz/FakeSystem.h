@@ -18,6 +18,8 @@ public:
 
     static FakeSystem& instance();
     void reset(Choices& choices);
+    /** The choices go. What is asked for between two runs succeeds: sanitizers make pipes of their own. */
+    void release() { mpChoices = nullptr; }
 
     /** Nothing fails, and the phone's network is there or not; or as the choices have it. */
     void setHealthy(bool healthy) { mHealthy = healthy; }

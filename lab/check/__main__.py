@@ -7,7 +7,9 @@ Exit status 0 when all facts hold.
 import sys
 from pathlib import Path
 
-import facts
+import facts  # noqa: F401, I001  in the order in which they are told
+import endurance  # noqa: F401
+from claims import SCENARIOS
 from run import judge, load
 
 
@@ -15,7 +17,7 @@ def check(scenario, folder):
     """Whether each fact holds."""
     print(f"{scenario}:")
     run = load(folder)
-    verdicts = [judge(fact, run) for fact in facts.SCENARIOS[scenario]]
+    verdicts = [judge(fact, run) for fact in SCENARIOS[scenario]]
     for holds, sentence in verdicts:
         print("  ok     " if holds else "  FAILED ", sentence, sep="")
     return [holds for holds, _ in verdicts]
@@ -23,7 +25,7 @@ def check(scenario, folder):
 
 def main(folder, *scenarios):
     for scenario in scenarios:
-        if scenario not in facts.SCENARIOS:
+        if scenario not in SCENARIOS:
             print(f"lab {scenario}: nothing is known that must be true after it", file=sys.stderr)
             return 2
     all_hold = [holds for scenario in scenarios for holds in check(scenario, Path(folder) / scenario)]

@@ -1,10 +1,11 @@
-"""What must be true after each scenario, one function a fact.
+"""What must be true after the scenarios, one function a fact.
 
 A fact returns a detail worth reading, or None; it raises Refuted when it does not hold.
 """
 
 import statistics
 
+from claims import expect, fact, seconds
 from run import Refuted, only
 
 IDENTIFIERS = (
@@ -23,29 +24,6 @@ HANDSHAKE = (
     + [(0x40, SEND_STRING, index, text) for index, text in enumerate(IDENTIFIERS)]
     + [(0x40, START, 0, b"")]
 )
-
-SCENARIOS = {}
-
-
-def fact(claim, *scenarios):
-    """Registers a function as a fact of the scenarios."""
-
-    def register(function):
-        function.claim = claim
-        for scenario in scenarios:
-            SCENARIOS.setdefault(scenario, []).append(function)
-        return function
-
-    return register
-
-
-def seconds(first_us, second_us):
-    return f"{(second_us - first_us) / 1e6:.6f} s"
-
-
-def expect(found, wanted, what):
-    if found != wanted:
-        raise Refuted(f"{what}: {found!r}, not {wanted!r}")
 
 
 def plugged(run, product):
@@ -85,7 +63,7 @@ def command(run, product, wanted):
     return value
 
 
-@fact("the scenario ran to its end", "boot", "baseline", "phones", "speed", "before", "replug", "rights")
+@fact("the scenario ran to its end", "boot", "baseline", "phones", "speed", "before", "replug", "rights", "endure")
 def scenario_ended(run):
     expect(run.texts.get("scenario.status"), "0", "exit status")
 
@@ -96,7 +74,7 @@ def packaged(run):
            ["/usr/bin/zebhost", "/usr/lib/arm-linux-gnueabihf/zebdiscovery/libzebdiscoverer-usb.so"], "files in use")
 
 
-@fact("the host ended by itself with status 0", "phones", "before", "replug", "rights")
+@fact("the host ended by itself with status 0", "phones", "before", "replug", "rights", "endure")
 def host_ended(run):
     expect(run.texts.get("zebhost.status"), "0", "exit status")
 

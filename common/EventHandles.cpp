@@ -163,10 +163,8 @@ EventHandles::HandleSet& EventHandles::HandleSet::operator=(const HandleSet& oth
     const InvarianceGuard guard(*this);
     if (mMaxHandleCount < other.mHandleCount) {
         // No doubling here: the published set only ever needs what it is given. Allocated before
-        // anything is cleared: on failure the host goes on with what it had.
-        Arrays arrays(other.mHandleCount + 1);
-        mHandleCount = 0;
-        adopt(std::move(arrays), other.mHandleCount);
+        // anything is replaced: on failure the host goes on with what it had.
+        adopt(Arrays(other.mHandleCount + 1), other.mHandleCount);
     }
     copyEntries(other);
     return *this;

@@ -28,11 +28,10 @@ constexpr int kAttempts = 12;
 bool isAscii(char byte) { return (byte & 0x80) == 0; }
 bool isContinuation(char byte) { return (byte & 0xC0) == 0x80; }
 
-/** End a full buffer before the last character unless that is ASCII: it may not be whole. */
+/** Take the last character out of a full buffer unless that is ASCII: it may not be whole. */
 void cutLastCharacter(std::vector<char>& buffer) {
     std::size_t last = buffer.size() - 2;
     if (isAscii(buffer[last])) {
-        buffer[last + 1] = '\0';
         return;
     }
     while (isContinuation(buffer[last]) && last > 0) {

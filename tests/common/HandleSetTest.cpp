@@ -229,15 +229,17 @@ TEST(AssigningAHandleSet, AllocatesExactlyWhatTheSourceHolds) {
 }
 
 TEST(AssigningAHandleSet, DoublesTheExactCapacityLater) {
-    HandleSet from, to;
-    fill(from, 20);
-    to = from;
+    for (const int count : {1, 20}) {
+        HandleSet from, to;
+        fill(from, count);
+        to = from;
 
-    add(to, 120, true);
+        add(to, 120, true);
 
-    EXPECT_EQ(membersOf(to).capacity, 40U);
-    EXPECT_EQ(to.eventHandles()[20], 120);
-    EXPECT_EQ(to.eventHandles()[21], -1);
+        EXPECT_EQ(membersOf(to).capacity, static_cast<uint32_t>(2 * count));
+        EXPECT_EQ(to.eventHandles()[count], 120);
+        EXPECT_EQ(to.eventHandles()[count + 1], -1);
+    }
 }
 
 TEST(AssigningAHandleSet, KeepsArraysThatAreLargeEnough) {

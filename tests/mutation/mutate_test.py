@@ -12,9 +12,13 @@ from pathlib import Path
 from types import SimpleNamespace
 
 sys.dont_write_bytecode = True
-LOADER = SourceFileLoader("mutate", str(Path(__file__).resolve().parents[2] / "scripts" / "mutate"))
-subject = module_from_spec(spec_from_loader("mutate", LOADER))
-LOADER.exec_module(subject)
+HERE = Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE))
+import mutants as subject  # noqa: E402
+
+LOADER = SourceFileLoader("mutate", str(HERE.parents[1] / "scripts" / "mutate"))
+player = module_from_spec(spec_from_loader("mutate", LOADER))
+LOADER.exec_module(player)
 
 
 def changes(source):
@@ -32,13 +36,14 @@ class Finding(unittest.TestCase):
             "int x = 0xFF;": ("0xFF", "0x100"),
             "unsigned x = 15u;": ("15", "16"),
             "double x = 1.5;": ("1.5", "2.5"),
+            "int x GUARDED_BY(mutex) = 0;": ("0", "1"),
         }.items():
             with self.subTest(source):
                 self.assertEqual(changes(source), [change])
 
     def test_passes_over_what_is_no_value(self):
         for source in ('// 1 "a"', '/* 1\n "a" */', '#include "common/A2.h"', "#define A 3", "char c = '7';",
-                       "int a1 = b2;", "virtual void stop() = 0;", "void stop() const = 0;",
+                       "int a1 = b2;", "virtual void stop() = 0;", "int* last) const = 0;",
                        'static_assert(sizeof(int) == 4, "wide");', 'extern "C" {', "[[deprecated]] int x = 1;"):
             with self.subTest(source):
                 self.assertEqual(changes(source), [])
@@ -95,9 +100,8 @@ class Playing(unittest.TestCase):
         """A lane whose commands, building and testing by turns, end with these statuses and outputs."""
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
-        lane, left = subject.Lane(Path(folder.name), None), list(outcomes)
-        lane.seconds = collections.defaultdict(int)
-        (lane.tree / "usb").mkdir()
+        lane, left = player.Lane(Path(folder.name)), list(outcomes)
+        (lane.tree / "usb").mkdir(parents=True)
 
         def command(*_, **__):
             self.assertEqual((lane.tree / "usb" / "A.cpp").read_text(), "int x = 2;")
@@ -114,12 +118,21 @@ class Playing(unittest.TestCase):
 
     def test_tells_who_finds_a_mutant_and_by_what(self):
         red = "[ RUN      ] A.Works\n[  FAILED  ] A.Works (0 ms)"
+        dead = "[ RUN      ] A.Lives\n[ RUN      ] A.Dies\n"
+        good = (0, "")
 
-        self.assertEqual(self.verdict(self.lane((0, ""), (8, red))), ("first-test", "A.Works"))
-        self.assertEqual(self.verdict(self.lane((0, ""), (0, ""), (0, ""), (8, "[ RUN      ] A.Lives\n[ RUN      ] A.Dies\n"))),
-                         ("second-test", "A.Dies"))
-        self.assertEqual(self.verdict(self.lane((0, ""), (-9, ""))), ("first-test", "ran for too long"))
-        self.assertEqual(self.verdict(self.lane((1, "A.cpp:1: error: too much"))), ("the compiler", "too much"))
+        for outcomes, found in {
+            (good, (8, red), (8, red)): ("first-test", "A.Works"),
+            (good, (8, dead), (8, dead)): ("first-test", "A.Dies"),
+            (good, (8, "12 - rules-hold (Failed)"), (8, "12 - rules-hold (Failed)")): ("first-test", "rules-hold"),
+            (good, good, good, (8, red), (8, red)): ("second-test", "A.Works"),
+            ((1, "A.cpp:1: error: too much"),): ("the compiler", "too much"),
+        }.items():
+            with self.subTest(outcomes):
+                self.assertEqual(self.verdict(self.lane(*outcomes)), found)
+
+    def test_does_not_count_a_test_that_fails_once(self):
+        self.assertEqual(self.verdict(self.lane((0, ""), (8, ""), (0, ""), (0, ""), (0, ""))), (None, ""))
 
     def test_tells_when_nobody_does(self):
         self.assertEqual(self.verdict(self.lane((0, ""), (0, ""), (0, ""), (0, ""))), (None, ""))
@@ -131,15 +144,15 @@ class Playing(unittest.TestCase):
     def test_begins_with_the_program_that_found_the_last_of_the_file(self):
         found = collections.Counter({("usb/A.cpp", "handshake-test"): 1, ("usb/B.cpp", "random-calls-test"): 2})
 
-        self.assertEqual(subject.order("usb/A.cpp", found)[:2], ["handshake-test", "usb-test"])
-        self.assertEqual(subject.order("usb/C.cpp", found)[0], "usb-test")
-        self.assertEqual(subject.order("usb/C.h", found)[-1], "usb-test")
+        self.assertEqual(player.order("usb/A.cpp", found)[:2], ["handshake-test", "usb-test"])
+        self.assertEqual(player.order("usb/C.cpp", found)[0], "usb-test")
+        self.assertEqual(player.order("usb/C.h", found)[-2:], ["usb-test", "asan/usb-test"])
 
 
 class Scoring(unittest.TestCase):
     def good(self, known, test):
         mutant = next(subject.mutants_of("usb/A.cpp", "int x = 1;"))
-        score = subject.Score(known, 1)
+        score = player.Score(known, 1)
         with contextlib.redirect_stdout(io.StringIO()):
             score.note(mutant, test, "")
             return score.summary(0)

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <dlfcn.h>
 #include <latch>
 #include <poll.h>
 #include <pthread.h>
@@ -13,6 +14,21 @@
 namespace {
 
 using zebdiscovery::LibUsbThread;
+
+/** For how long libusb was last asked to wait for events. */
+std::atomic<std::int64_t> gMicrosecondsOfWait = -1;
+
+} // namespace
+
+// Wins over libusb's own.
+extern "C" int libusb_handle_events_timeout(libusb_context* context, timeval* timeout) {
+    gMicrosecondsOfWait = std::int64_t{timeout->tv_sec} * 1'000'000 + timeout->tv_usec;
+    static const auto real = reinterpret_cast<decltype(&libusb_handle_events_timeout)>(
+        dlsym(RTLD_NEXT, "libusb_handle_events_timeout"));
+    return real(context, timeout);
+}
+
+namespace {
 
 bool isReadableWithin(int fd, int milliseconds) {
     pollfd poll{fd, POLLIN, 0};
@@ -34,6 +50,12 @@ TEST_P(ALibUsbThread, DeliversACompletionOnceOnItsOwnThread) {
     EXPECT_FALSE(mpThread->isCurrentThread());
     EXPECT_STREQ(name, "LibUsbThread");
     EXPECT_EQ(mPhone->received().size(), 1u);
+}
+
+TEST_P(ALibUsbThread, WaitsForAnEighthOfASecondAtATime) {
+    statusOf(*transfer(kAnswers));
+
+    EXPECT_EQ(gMicrosecondsOfWait, 125'000);
 }
 
 TEST_P(ALibUsbThread, DeliversAStall) {

@@ -54,16 +54,19 @@ TEST(TheLastResortLog, WritesLinesOfEveryLength) {
 }
 
 TEST(TheLastResortLog, WritesTheRestAfterAPartialWrite) {
-    int writes = 0;
+    const std::string expected = "[Category] [0] and text\n";
+    for (const std::size_t limit : {1u, 7u, 23u}) {
+        int writes = 0;
 
-    const std::string line = standardErrorOf([&] {
-        state().writeLimit = 7;
-        mxcommon::logToStandardError("Category", "and text");
-        writes = state().count[kWrite];
-    });
+        const std::string line = standardErrorOf([&] {
+            state().writeLimit = limit;
+            mxcommon::logToStandardError("Category", "and text");
+            writes = state().count[kWrite];
+        });
 
-    EXPECT_EQ(line, "[Category] [0] and text\n");
-    EXPECT_EQ(writes, 4);
+        EXPECT_EQ(line, expected) << limit;
+        EXPECT_EQ(writes, (expected.size() + limit - 1) / limit) << limit;
+    }
 }
 
 TEST(TheLastResortLog, StopsSilentlyWithTheFirstWriteThatWritesNothing) {

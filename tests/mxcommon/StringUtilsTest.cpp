@@ -223,6 +223,7 @@ TEST(ParseUnsignedLong, TakesTheWholeTextOrNothing) {
 TEST(ParseHexLong, WantsAPrefixAndADigit) {
     EXPECT_EQ(parseHexLong("0x1f"), 31);
     EXPECT_EQ(parseHexLong("0X1f"), 31);
+    EXPECT_EQ(parseHexLong("0x7"), 7);
     EXPECT_EQ(parseHexLong("0x"), std::nullopt);
     EXPECT_EQ(parseHexLong("0x1G"), std::nullopt);
     EXPECT_EQ(parseHexLong("1f"), std::nullopt);

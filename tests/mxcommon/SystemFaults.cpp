@@ -65,7 +65,7 @@ WRAPPED(int, pthread_join, pthread_t id, void** result) {
     return wanted != 0 ? wanted : error;
 }
 
-WRAPPED(pthread_t, pthread_self, void) { return state().self != 0 ? state().self : __real_pthread_self(); }
+WRAPPED(pthread_t, pthread_self, void) { return state().self ? *state().self : __real_pthread_self(); }
 
 WRAPPED(int, pthread_key_create, pthread_key_t* key, void (*destroy)(void*))
 FAIL_OR(kPthreadKeyCreate, __real_pthread_key_create(key, destroy))

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <ctime>
+#include <optional>
 #include <pthread.h>
 #include <sys/types.h>
 
@@ -53,8 +54,8 @@ struct State {
     bool hadAttributes = false;
     /** Waits end at once, for no reason. */
     bool wakesSpuriously = false;
-    /** Who the caller is; the real thread while 0. */
-    pthread_t self = 0;
+    /** Who the caller is; the real thread while not set. */
+    std::optional<pthread_t> self;
     /** The most bytes that one write takes. */
     size_t writeLimit = 0;
 };

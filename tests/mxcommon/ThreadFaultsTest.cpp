@@ -62,6 +62,26 @@ TEST(AJoinedThread, IsNobodyAnyMore) {
     EXPECT_FALSE(after);
 }
 
+TEST(AThreadsId, IsZeroUntilItIsStartedAndAfterItIsJoined) {
+    RecordingLogHandler handler;
+    IdleThread thread(&handler);
+    const auto isZero = [&] {
+        state().self = pthread_t{0};
+        const bool result = thread.isCurrentThread();
+        state() = State();
+        return result;
+    };
+
+    const bool before = isZero();
+    thread.start();
+    const bool meanwhile = isZero();
+    thread.join();
+
+    EXPECT_TRUE(before);
+    EXPECT_FALSE(meanwhile);
+    EXPECT_TRUE(isZero());
+}
+
 class IdleListener : public AtThreadExitListener {
 public:
     using AtThreadExitListener::AtThreadExitListener;

@@ -186,6 +186,11 @@ TEST(AThreadId, EqualsOnlyAValidOneOfTheSameThread) {
     EXPECT_TRUE(ThreadId() != ThreadId());
 }
 
+TEST(AThreadId, NamesNoThreadAndHasNoIdWhenItIsNew) {
+    EXPECT_FALSE(ThreadId().valid);
+    EXPECT_EQ(ThreadId().id, pthread_t{0});
+}
+
 TEST(AThreadId, IsOrderedByTheIdAlone) {
     EXPECT_TRUE((ThreadId{true, 1} < ThreadId{false, 2}));
     EXPECT_FALSE((ThreadId{false, 2} < ThreadId{true, 1}));

@@ -9,6 +9,7 @@ from pathlib import Path
 
 import facts  # noqa: F401, I001  in the order in which they are told
 import endurance  # noqa: F401
+import moments  # noqa: F401
 from claims import SCENARIOS
 from run import judge, load
 

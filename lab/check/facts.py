@@ -63,7 +63,7 @@ def command(run, product, wanted):
     return value
 
 
-@fact("the scenario ran to its end", "boot", "baseline", "phones", "speed", "before", "replug", "rights", "endure")
+@fact("the scenario ran to its end", "boot", "baseline", "phones", "speed", "before", "replug", "rights", "endure", "moments")
 def scenario_ended(run):
     expect(run.texts.get("scenario.status"), "0", "exit status")
 
@@ -74,12 +74,12 @@ def packaged(run):
            ["/usr/bin/zebhost", "/usr/lib/arm-linux-gnueabihf/zebdiscovery/libzebdiscoverer-usb.so"], "files in use")
 
 
-@fact("the host ended by itself with status 0", "phones", "before", "replug", "rights", "endure")
+@fact("the host ended by itself with status 0", "phones", "before", "replug", "rights", "endure", "moments")
 def host_ended(run):
     expect(run.texts.get("zebhost.status"), "0", "exit status")
 
 
-@fact("the host saw no breach of the contract", "phones", "before", "replug", "rights")
+@fact("the host saw no breach of the contract", "phones", "before", "replug", "rights", "moments")
 def no_violation(run):
     breaches = run.events("violation")
     if not run.host:
@@ -88,7 +88,7 @@ def no_violation(run):
         raise Refuted("; ".join(breach["text"] for breach in breaches))
 
 
-@fact("started first, stopped last, both without error", "phones", "before", "replug", "rights")
+@fact("started first, stopped last, both without error", "phones", "before", "replug", "rights", "moments")
 def started_and_stopped(run):
     started, stopped = only(run.events("started"), "started"), only(run.events("stopped"), "stopped")
     expect((started.get("error", 0), stopped.get("error", 0)), (0, 0), "errors")

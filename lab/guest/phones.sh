@@ -17,9 +17,9 @@ start_witness() {
     trap 'kill "$witness"' EXIT
 }
 
-# start_host [USER]
+# start_host [USER], with $host_options
 start_host() {
-    local host="/usr/bin/zebhost run --json"
+    local host="/usr/bin/zebhost run --json ${host_options-}"
     if [ $# -gt 0 ]; then
         su "$1" -c "exec $host" >"$out/zebhost.jsonl" 2>"$out/zebhost.log" &
     else

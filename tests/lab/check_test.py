@@ -19,6 +19,7 @@ sys.dont_write_bytecode = True
 import claims  # noqa: E402
 import endurance  # noqa: E402, F401  for its facts
 import facts  # noqa: E402
+import moments  # noqa: E402, F401
 import run as records  # noqa: E402
 
 KNOWN = {fact.__name__: fact for known in claims.SCENARIOS.values() for fact in known}
@@ -172,6 +173,29 @@ TAMPERINGS = [
     ("endure", "memory_rests", CYCLES, add_in_second_half(RESIDENT, 1)),
     ("endure", "memory_rests", CYCLES, change("^50 .*\n", "50\n")),
     ("endure", "time_rests", CYCLES, add_in_second_half(USED, 5_000_000)),
+    ("moments", "unplugged_at_each", HOST, change("with status 1", "with status 5", count=1)),
+    ("moments", "unplugged_at_each", HOST, change(r"(.*with status 1.*\n)", r"\1\1", count=1)),
+    ("moments", "unplugged_at_each", "asked.txt", change("unplug 52 3", "unplug 52 2")),
+    ("moments", "stalled_at_each", HOST, change("with status 4", "with status 1", count=1)),
+    ("moments", "stalled_at_each", HOST, drop("Device doesn't support")),
+    ("moments", "silent_at_each", HOST, change("0 instead of 26", "0 instead of 25")),
+    ("moments", "silent_at_each", HOST, drop("0 instead of 2\\)")),
+    ("moments", "short_version", HOST, change("1 instead of 2", "0 instead of 2")),
+    ("moments", "short_version", "asked.txt", drop("short")),
+    ("moments", "asked_so_far", PHONE, change("(.*\"answered\":false.*\n)", r"\1\1", count=1)),
+    ("moments", "asked_so_far", PHONE, change('"answered":false', '"answered":true', count=1)),
+    ("moments", "asked_so_far", BUS, change(r"^\S+ \d+ S Co:2:009:0 s 40 35(?s:.*?)\n", "", count=1)),
+    ("moments", "seen_on_the_bus", BUS, change(" -71 0", " -2 0", count=1)),
+    ("moments", "seen_on_the_bus", BUS, change(" -2 0", " -32 0", count=1)),
+    ("moments", "seen_on_the_bus", BUS, shift(" -2 0", -1_000)),
+    ("moments", "seen_on_the_bus", BUS, shift(" -32 0", 600_000)),
+    ("moments", "one_life", HOST, drop('"destroyed","id":12')),
+    ("moments", "one_life", HOST, change("(.*\"lost\",\"id\":12.*\n)", r"\1\1")),
+    ("moments", "one_life", HOST, shift('"lost","id":9,', 100_000)),
+    ("moments", "one_life", HOST, shift('"lost","id":12', -1_000)),
+    ("moments", "late_and_found", HOST, drop("t=USBAAP")),
+    ("moments", "late_and_found", BUS, shift("C Co:2:027:0 0 13", -10_000)),
+    ("moments", "late_and_found", BUS, drop("S Co:2:027:0 s 40 35")),
 ]
 
 

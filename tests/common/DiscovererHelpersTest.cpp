@@ -293,6 +293,12 @@ TEST_F(AHelper, CutsAFormattedLineAt511Characters) {
     EXPECT_EQ(lines[3].text, std::string(511, 'x'));
 }
 
+TEST_F(AHelper, LogsALineThatFormattingLeavesEmpty) {
+    discoverer.logFormatted(10, "%s", "");
+
+    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{10, ""}));
+}
+
 TEST_F(AHelper, DoesNotCutAPlainLine) {
     discoverer.log(10, std::string(600, 'x').c_str());
 

@@ -125,6 +125,7 @@ class Playing(unittest.TestCase):
             (good, (8, red), (8, red)): ("first-test", "A.Works"),
             (good, (8, dead), (8, dead)): ("first-test", "A.Dies"),
             (good, (8, "12 - rules-hold (Failed)"), (8, "12 - rules-hold (Failed)")): ("first-test", "rules-hold"),
+            (good, (8, "[ RUN      ] A.Hangs\n12 - a-test (Timeout)")): ("first-test", "A.Hangs"),
             (good, good, good, (8, red), (8, red)): ("second-test", "A.Works"),
             ((1, "A.cpp:1: error: too much"),): ("the compiler", "too much"),
         }.items():

@@ -11,6 +11,8 @@ constexpr char kReturned = '\x5a';
 } // namespace
 
 char* HostStrings::make(const char* text, int length) {
+    if (length < (text ? -1 : 0))
+        mViolations.push_back("allocString: no length: " + std::to_string(length));
     const std::size_t size = length >= 0 ? static_cast<std::size_t>(length) : std::strlen(text);
     auto memory = std::make_unique<char[]>(size + 1);
     if (text)
@@ -18,6 +20,7 @@ char* HostStrings::make(const char* text, int length) {
     char* result = memory.get();
     mEntries.emplace(result, Entry{std::move(memory), size, false});
     ++mMade;
+    mLastLength = length;
     return result;
 }
 

@@ -29,6 +29,8 @@ public:
     std::vector<std::string> outstanding() const;
 
     std::size_t made() const { return mMade; }
+    /** With which the last string was asked for. */
+    int lastLength() const { return mLastLength; }
 
 private:
     struct Entry {
@@ -40,6 +42,7 @@ private:
     std::map<const char*, Entry> mEntries;
     std::vector<std::string>& mViolations;
     std::size_t mMade = 0;
+    int mLastLength = 0;
 };
 
 } // namespace zebtest

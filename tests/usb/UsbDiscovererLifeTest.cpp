@@ -236,6 +236,12 @@ TEST_F(TheUsbDiscoverer, StopsTheProcessForAHandleThatNobodyOwns) {
                      "false");
 }
 
+TEST_F(TheUsbDiscoverer, AsksForRoomOfFiftySixBytesForASwitchedPhonesCommand) {
+    offer(accessory);
+
+    EXPECT_EQ(host.strings.lastLength(), 56);
+}
+
 TEST_F(TheUsbDiscoverer, PublishesASwitchedPhonesCommandAfterASecond) {
     ZEBDiscovererEntity* entity = offer(accessory);
     const void* request = host.fetch(entity, "zebcmd");

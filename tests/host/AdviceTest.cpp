@@ -1,16 +1,12 @@
 // What a run offers and what it says to people, on an emulated USB bus and with the plug-in itself.
 #include "phones/Catalogue.h"
+#include "phones/PhoneLinks.h"
 #include "phones/usbfs/SysfsEntry.h"
 #include "phones/usbfs/Testbed.h"
 #include "tests/host/LiveRun.h"
 
-#include <arpa/inet.h>
 #include <filesystem>
 #include <gmock/gmock.h>
-
-#include <net/if.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 using namespace testing;
 
@@ -225,21 +221,9 @@ TEST(ARun, WarnsThatNewerPhonesRefuseEmptyStrings) {
     EXPECT_THAT(text, HasSubstr("newer phones refuse empty strings"));
 }
 
-/** "0.0.0.0" takes it away again. */
-void setLoopbackAddress(const char* address) {
-    sockaddr_in inet{};
-    inet.sin_family = AF_INET;
-    inet_pton(AF_INET, address, &inet.sin_addr);
-    ifreq request{};
-    std::strcpy(request.ifr_name, "lo:1");
-    std::memcpy(&request.ifr_addr, &inet, sizeof inet);
-    int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ioctl(descriptor, SIOCSIFADDR, &request);
-    close(descriptor);
-}
-
 TEST(ARun, NamesTheAddressThatThePluginDoesNotLookFor) {
-    setLoopbackAddress("0.0.0.0");
+    zebphones::PhoneLinks links;
+    links.remove(1);
     zebphones::Testbed bed;
     bed.plug(zebphones::loadPhone("rndis-random-subnet"));
     // The phone's interface is the loopback one: no other can be had everywhere.
@@ -247,7 +231,7 @@ TEST(ARun, NamesTheAddressThatThePluginDoesNotLookFor) {
     LiveRun run(withPlugin());
     run.waitFor({{"event", "entity"}, {"action", "published"}});
 
-    setLoopbackAddress("10.42.187.23");
+    links.add(1, "10.42.187.23");
     std::string text =
         run.waitFor({{"event", "advice"}, {"topic", "tether-address"}, {"port", "1-1"}})["text"];
 
@@ -255,7 +239,7 @@ TEST(ARun, NamesTheAddressThatThePluginDoesNotLookFor) {
     EXPECT_THAT(text,
                 StartsWith("lo has the address 10.42.187.23, but the plug-in looks for one that begins with "
                            "192.168.42"));
-    setLoopbackAddress("0.0.0.0");
+    links.remove(1);
 }
 
 } // namespace

@@ -4,15 +4,12 @@
 #include "host/explain/Explanation.h"
 #include "host/explain/InterfaceNames.h"
 #include "phones/Catalogue.h"
+#include "phones/PhoneLinks.h"
 #include "phones/usbfs/Testbed.h"
 #include "tests/host/Lines.h"
 
-#include <arpa/inet.h>
 #include <filesystem>
 #include <gmock/gmock.h>
-#include <net/if.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 using namespace testing;
 
@@ -49,18 +46,6 @@ nlohmann::json explainedJson(ExplainOptions options) {
 void giveNetwork(const zebphones::Testbed& bed, const std::string& port, const std::string& name) {
     std::filesystem::create_directories(bed.root() + "/sys/devices/pci0000:00/usb1/" + port + "/" + port +
                                         ":1.0/net/" + name);
-}
-
-void setLoopbackAddress(const char* address) {
-    sockaddr_in inet{};
-    inet.sin_family = AF_INET;
-    inet_pton(AF_INET, address, &inet.sin_addr);
-    ifreq request{};
-    std::strcpy(request.ifr_name, "lo:1");
-    std::memcpy(&request.ifr_addr, &inet, sizeof inet);
-    int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(ioctl(descriptor, SIOCSIFADDR, &request), 0);
-    close(descriptor);
 }
 
 TEST(List, ShowsEachDeviceWithItsVerdictInAlignedColumns) {
@@ -228,6 +213,7 @@ TEST(Explain, SaysThatAnAccessoryMayBeStale) {
 }
 
 TEST(Explain, FollowsATetherToItsAddress) {
+    zebphones::PhoneLinks links;
     zebphones::Testbed bed;
     bed.plug(zebphones::loadPhone("rndis"));
     auto next = [] { return std::string(explainedJson(explainAt("1-1"))["next"][0]); };
@@ -235,16 +221,16 @@ TEST(Explain, FollowsATetherToItsAddress) {
     EXPECT_THAT(next(), StartsWith("no network interface of this phone has appeared"));
 
     giveNetwork(bed, "1-1", "lo");
-    setLoopbackAddress("0.0.0.0");
+    links.remove(1);
     EXPECT_THAT(next(), StartsWith("no IPv4 address has come to lo"));
 
-    setLoopbackAddress("10.176.37.9");
+    links.add(1, "10.176.37.9");
     EXPECT_THAT(next(), AllOf(StartsWith("lo has the address 10.176.37.9, but"), HasSubstr("192.168.42")));
     EXPECT_THAT(explained(explainAt("1-1")), HasSubstr("  network    lo with 10.176.37.9\n"));
 
-    setLoopbackAddress("192.168.42.23");
+    links.add(1, "192.168.42.23");
     EXPECT_THAT(next(), StartsWith("nothing is missing"));
-    setLoopbackAddress("0.0.0.0");
+    links.remove(1);
 }
 
 TEST(AnInterface, IsNamedByTheNarrowestRowThatFits) {

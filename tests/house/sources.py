@@ -51,6 +51,15 @@ def headers_name_no_libusb(root):
                 yield f"{path.relative_to(root)}:{number}: only a .cpp may include {name}"
 
 
+def own_header_comes_first(root):
+    for path in sources(root, [*LAYERS, "host", "phones"], ".cpp"):
+        header = path.with_suffix(".h")
+        own = str(header.relative_to(root))
+        first = next(includes(path), (1, "", ""))
+        if header.exists() and first[2] != own:
+            yield f"{path.relative_to(root)}:{first[0]}: the first to include is {own}"
+
+
 def files_are_short(root):
     for path in sources(root, [*LAYERS, *AROUND], ".h", ".c", ".cpp", ".py"):
         lines = len(path.read_text().splitlines())
@@ -74,7 +83,7 @@ def functions_are_short(root):
 
 
 CHECKS = {check.__name__: check for check in (
-    layers_point_down, headers_name_no_libusb, files_are_short, functions_are_short)}
+    layers_point_down, headers_name_no_libusb, own_header_comes_first, files_are_short, functions_are_short)}
 
 
 if __name__ == "__main__":

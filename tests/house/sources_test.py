@@ -48,6 +48,17 @@ class Headers(unittest.TestCase):
                 self.assertEqual(len(complaints("headers_name_no_libusb", {"usb/A.h": line, "usb/A.cpp": line})), 1)
 
 
+class OwnHeaders(unittest.TestCase):
+    def test_come_first(self):
+        for first, count in (('"host/A.h"', 0), ('"host/B.h"', 1), ("<string>", 1)):
+            with self.subTest(first):
+                source = f'// Why.\n#include {first}\n#include "host/A.h"\n'
+                self.assertEqual(len(complaints("own_header_comes_first", {"host/A.h": "", "host/A.cpp": source})), count)
+
+    def test_are_not_asked_of_a_source_that_has_none(self):
+        self.assertEqual(complaints("own_header_comes_first", {"host/main.cpp": "#include <string>\n"}), [])
+
+
 class Sizes(unittest.TestCase):
     def test_of_files_end_at_400_lines(self):
         self.assertEqual(complaints("files_are_short", {"usb/A.cpp": "\n" * 400}), [])

@@ -8,6 +8,9 @@
 # of a user name space, so without privilege); NO_MAIN says that it brings its own main();
 # THREADS that it has something to show to the thread sanitizer, whose preset builds and runs only those.
 #
+# The presets compile a dozen files at once (CMAKE_UNITY_BUILD): most of the time goes into headers that all read.
+# A file that has names of its own in common with another opts out, by SKIP_UNITY_BUILD_INCLUSION.
+#
 #   ZEB_LAUNCHER   the words before any program of this build, empty when it runs as it is
 #
 # Programs of a foreign architecture run with the loader and the libraries of its sysroot, named
@@ -30,6 +33,9 @@ if(EXISTS ${ZEB_GOOGLETEST_SOURCE}/CMakeLists.txt)
             target_compile_options(${library} PRIVATE -fsanitize=${ZEB_SANITIZE} -fno-omit-frame-pointer)
         endforeach()
     endif()
+    foreach(library gtest gmock gmock_main)
+        target_compile_options(${library} PRIVATE -O0)
+    endforeach()
 else()
     message(STATUS "Tests are not built: no GoogleTest source (Debian: googletest)")
 endif()

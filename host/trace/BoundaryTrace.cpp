@@ -77,7 +77,7 @@ void BoundaryTrace::listed(BoundaryTrace& self, ZEBDiscovererEventHandle* handle
     self.mListed = now;
     std::string list;
     for (int descriptor : now)
-        list += (list.empty() ? "" : ",") + quoted(describeDescriptor(descriptor));
+        list += (list.empty() ? "" : ",") + inQuotes(describeDescriptor(descriptor));
     self.mTrace.instant(self.current(), "descriptor", "descriptors",
                         TraceArgs().addJson("list", "[" + list + "]").json());
 }

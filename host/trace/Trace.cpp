@@ -77,7 +77,7 @@ std::string Trace::trouble() const {
 void Trace::write(const What& what, const std::string& more, const std::string& args) {
     std::string text = std::string("{\"ph\":\"") + what.phase + "\"";
     if (what.category != nullptr)
-        text.append(",\"cat\":\"").append(what.category).append("\",\"name\":").append(quoted(what.name));
+        text.append(",\"cat\":\"").append(what.category).append("\",\"name\":").append(inQuotes(what.name));
     text.append(mProcess).append(",\"tid\":").append(std::to_string(what.track)).append(more);
     // The time is taken under the lock, so that it never runs backwards from event to event.
     std::lock_guard lock(mMutex);

@@ -11,7 +11,7 @@ constexpr size_t kMostCharacters = 400;
 } // namespace
 
 TraceArgs& TraceArgs::add(std::string_view name, std::string_view text) {
-    return addJson(name, quoted(text.substr(0, kMostCharacters)));
+    return addJson(name, inQuotes(text.substr(0, kMostCharacters)));
 }
 
 TraceArgs& TraceArgs::addJson(std::string_view name, std::string_view json) {
@@ -21,7 +21,7 @@ TraceArgs& TraceArgs::addJson(std::string_view name, std::string_view json) {
     return *this;
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 

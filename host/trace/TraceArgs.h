@@ -22,6 +22,6 @@ private:
 };
 
 /** As a JSON string. */
-std::string quoted(std::string_view text);
+std::string inQuotes(std::string_view text);
 
 } // namespace zebhost

@@ -10,7 +10,7 @@ namespace zebhost {
 namespace {
 
 constexpr char kTapFile[] = "libzebhost-usbtap.so";
-constexpr char kCategory[] = "transfer";
+constexpr char kTransfer[] = "transfer";
 constexpr int kSetupBytes = 8;
 constexpr int kControl = 0;
 
@@ -99,7 +99,7 @@ void Transfers::tell(ZebUsbTapPhase phase, const ZebUsbTapTransfer& transfer) {
 void Transfers::submitting(const ZebUsbTapTransfer& transfer) {
     Track owner = mBoundary.owners().of(UsbAddress{transfer.bus, transfer.address});
     UnderWay under{transferName(transfer), owner != 0 ? owner : mBoundary.current(), ++mLastId};
-    mTrace.open(under.track, kCategory, under.name, under.id, describe(transfer).json());
+    mTrace.open(under.track, kTransfer, under.name, under.id, describe(transfer).json());
     mUnderWay[transfer.transfer] = std::move(under);
 }
 
@@ -108,7 +108,7 @@ void Transfers::gone(const ZebUsbTapTransfer& transfer, const TraceArgs& how) {
     if (found.empty())
         return;
     const UnderWay& under = found.mapped();
-    mTrace.close(under.track, kCategory, under.name, under.id, how.json());
+    mTrace.close(under.track, kTransfer, under.name, under.id, how.json());
 }
 
 std::string transferName(const ZebUsbTapTransfer& transfer) {

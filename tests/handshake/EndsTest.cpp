@@ -78,7 +78,7 @@ TEST(ALostEntity, MayBeDestroyedFromInsideTheCall) {
     EXPECT_EQ(rig.lostCalls(), 1);
 }
 
-TEST(AFailedEntity, StopsCleanly) {
+TEST(AFailedEntity, StopsCleanlyAndStartsFromTheBeginning) {
     PhoneDescription description = loadPhone("accessory");
     description.faults = {{.request = kSendString, .index = 1, .reaction = Reaction::BusError}};
     Rig rig(description);
@@ -89,6 +89,30 @@ TEST(AFailedEntity, StopsCleanly) {
 
     EXPECT_THAT(rig.host.handles(), IsEmpty());
     EXPECT_THAT(rig.host.entityTimers(), IsEmpty());
+    const std::size_t before = rig.requests();
+    rig.phone->withModel([](PhoneModel& model) { model.setFaults({}); });
+
+    rig.host.entry.start(rig.host.discoverer);
+
+    ASSERT_TRUE(rig.runUntil([&] { return rig.requests() == before + 7; }));
+    EXPECT_EQ(rig.phone->received().at(before).setup.request, kGetProtocol);
+}
+
+TEST(APhoneWhoseCommandIsDue, AnswersAtOnceAfterAStop) {
+    PhoneDescription description = loadPhone("accessory");
+    description.normal = description.accessory;
+    Rig rig(description);
+    rig.offer();
+
+    rig.host.entry.stop(rig.host.discoverer);
+    EXPECT_THAT(rig.host.entityTimers(), IsEmpty());
+    rig.host.entry.start(rig.host.discoverer);
+    EXPECT_THAT(rig.host.entityTimers(), IsEmpty());
+    rig.host.fetch(rig.entity, "zebcmd");
+
+    const std::string command = "zebcmd:v=1;t=USBAAP;bus=1;dev=" + std::to_string(rig.phone->address());
+    ASSERT_THAT(rig.host.callsOf("fetchComplete"), SizeIs(1));
+    EXPECT_THAT(rig.host.callsOf("fetchComplete")[0].arguments, Contains(Argument(command)));
 }
 
 } // namespace

@@ -304,6 +304,57 @@ TEST(APhoneThatIsUnplugged, WhileTheTimerRunsFailsAtTheStart) {
                 ElementsAre("Submission of control transfer failed, error -4", "Failed to send AAP request"));
 }
 
+// The host is late to tell that the phone has gone: until then its timers go on as if it were there.
+TEST(APhoneThatIsUnplugged, WhileTheRetryTimerRunsIsGivenUpInItsTime) {
+    Rig rig(phoneThatFails(Reaction::BusError, 0, 2));
+    rig.advanceTo(2);
+    rig.completeOne();
+    ASSERT_THAT(rig.host.entityTimers(), ElementsAre(Pair(rig.entity, 1'000'000)));
+    rig.phone->pull();
+
+    rig.host.advance(8'000'000);
+    EXPECT_EQ(rig.lostCalls(), 0);
+    rig.host.advance(1'000'000);
+
+    EXPECT_EQ(rig.lostCalls(), 1);
+    EXPECT_THAT(rig.logged(10), ElementsAre("USB transfer failed with status 1"));
+}
+
+TEST(APhoneThatIsUnplugged, AfterTheStartIsGivenUpAfterTenWaits) {
+    Rig rig;
+    rig.advanceTo(kStart);
+    rig.completeOne();
+    ASSERT_THAT(rig.host.entityTimers(), ElementsAre(Pair(rig.entity, 3'000'000)));
+    rig.phone->pull();
+
+    rig.host.advance(29'000'000);
+    EXPECT_EQ(rig.lostCalls(), 0);
+    rig.host.advance(1'000'000);
+
+    EXPECT_EQ(rig.lostCalls(), 1);
+    EXPECT_THAT(rig.logged(10), IsEmpty());
+}
+
+TEST(APhoneThatIsUnplugged, WhileItsCommandIsDueAnswersAllTheSame) {
+    PhoneDescription description = loadPhone("accessory");
+    description.normal = description.accessory;
+    Rig rig(description);
+    rig.offer();
+    rig.host.fetch(rig.entity, "zebcmd");
+    rig.phone->pull();
+
+    rig.host.advance(999'999);
+    EXPECT_THAT(rig.host.callsOf("fetchComplete"), IsEmpty());
+    rig.host.advance(1);
+
+    const std::string command = "zebcmd:v=1;t=USBAAP;bus=1;dev=" + std::to_string(rig.phone->address());
+    ASSERT_THAT(rig.host.callsOf("fetchComplete"), SizeIs(1));
+    EXPECT_THAT(rig.host.callsOf("fetchComplete")[0].arguments, Contains(Argument(command)));
+    EXPECT_EQ(rig.lostCalls(), 0);
+    rig.removeDevice();
+    EXPECT_EQ(rig.lostCalls(), 1);
+}
+
 TEST(AnInterruptedEventCall, CostsATryAndNotTheHandshake) {
     Rig rig;
     rig.advanceTo(2);

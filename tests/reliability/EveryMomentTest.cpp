@@ -90,6 +90,9 @@ std::vector<Moment> moments() {
                        const auto lost = [&] { return !stage.host.callsOf("entityLost").empty(); };
                        return failedAt(stage, fault, lost);
                    }});
+    // On no bus, so that there is nothing to open.
+    all.push_back({"ItCantBeOpenedAndItsEndIsDue",
+                   [](Stage& stage) { return unopened(stage, loadPhone("accessory").normal, true); }, false});
     all.push_back({"TheSwitchedPhonesCommandIsDueInASecond",
                    [](Stage& stage) { return unopened(stage, loadPhone("accessory").accessory, true); },
                    false});

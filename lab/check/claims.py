@@ -3,13 +3,15 @@
 from run import Refuted
 
 SCENARIOS = {}
+PACKAGED, SANITIZED = "packaged", "sanitized"
 
 
-def fact(claim, *scenarios):
-    """Registers a function as a fact of the scenarios."""
+def fact(claim, *scenarios, build=None):
+    """Registers a function as a fact of the scenarios; build: PACKAGED or SANITIZED when it is one of that only."""
 
     def register(function):
         function.claim = claim
+        function.build = build
         for scenario in scenarios:
             SCENARIOS.setdefault(scenario, []).append(function)
         return function

@@ -5,7 +5,7 @@ A fact returns a detail worth reading, or None; it raises Refuted when it does n
 
 import statistics
 
-from claims import expect, fact, seconds
+from claims import PACKAGED, SANITIZED, expect, fact, seconds
 from run import Refuted, only
 
 IDENTIFIERS = (
@@ -68,10 +68,19 @@ def scenario_ended(run):
     expect(run.texts.get("scenario.status"), "0", "exit status")
 
 
-@fact("zebhost and the plug-in are those of the packages", "phones")
+@fact("zebhost and the plug-in are those of the packages", "phones", build=PACKAGED)
 def packaged(run):
     expect(run.texts.get("files.txt", "").split(),
            ["/usr/bin/zebhost", "/usr/lib/arm-linux-gnueabihf/zebdiscovery/libzebdiscoverer-usb.so"], "files in use")
+
+
+@fact("the sanitizers for addresses, undefined behaviour and leaks were in the host and said nothing",
+      "phones", "before", "replug", "rights", "moments", "endure", build=SANITIZED)
+def sanitizers_silent(run):
+    files = [file.rsplit("/", 1)[1].split(".")[0] for file in run.texts["files.txt"].split()]
+    expect(sorted(files), ["libasan", "libubsan", "libzebdiscoverer-usb", "zebhost"], "files in use")
+    reports = [line for line in run.texts["zebhost.log"].splitlines() if "Sanitizer" in line or "runtime error" in line]
+    expect(reports, [], "reports")
 
 
 @fact("the host ended by itself with status 0", "phones", "before", "replug", "rights", "endure", "moments")

@@ -27,8 +27,13 @@ start_host() {
     fi
     host_pid=$!
     await_line "$out/zebhost.jsonl" '"started"' 10
-    sed -n 's/.* \(\/.*zeb.*\)/\1/p' "/proc/$host_pid/maps" | sort -u >"$out/files.txt"
+    describe_host
     grep ^Uid: "/proc/$host_pid/status" >"$out/zebhost.user"
+}
+
+# Which files are in use: zebhost, the plug-in, and the sanitizers if they were built with them.
+describe_host() {
+    sed -n 's/.* \(\/.*\(zeb\|san\).*\)/\1/p' "/proc/$host_pid/maps" | sort -u >"$out/files.txt"
 }
 
 # Ends the host as a service manager does, and keeps its exit status for the check.

@@ -1,6 +1,7 @@
 """The lab's check: it holds on the records of good runs, and each of its facts can fail.
 
-recorded/ holds what real runs left behind, of the bus monitor only the control requests.
+recorded/ holds what real runs left behind, of the bus monitor only the control requests; recorded/sanitized what says
+of a run that its host was built with sanitizers.
 """
 
 import re
@@ -173,6 +174,10 @@ TAMPERINGS = [
     ("endure", "memory_rests", CYCLES, add_in_second_half(RESIDENT, 1)),
     ("endure", "memory_rests", CYCLES, change("^50 .*\n", "50\n")),
     ("endure", "time_rests", CYCLES, add_in_second_half(USED, 5_000_000)),
+    ("sanitized", "sanitizers_silent", "files.txt", drop("libasan")),
+    ("sanitized", "sanitizers_silent", "files.txt", drop("libubsan")),
+    ("sanitized", "sanitizers_silent", "zebhost.log", lambda _: "==123==ERROR: LeakSanitizer: detected memory leaks\n"),
+    ("sanitized", "sanitizers_silent", "zebhost.log", lambda _: "usb/A.cpp:1:2: runtime error: signed integer overflow\n"),
     ("moments", "unplugged_at_each", HOST, change("with status 1", "with status 5", count=1)),
     ("moments", "unplugged_at_each", HOST, change(r"(.*with status 1.*\n)", r"\1\1", count=1)),
     ("moments", "unplugged_at_each", "asked.txt", change("unplug 52 3", "unplug 52 2")),
@@ -213,8 +218,8 @@ class TheCheck(unittest.TestCase):
 
     def test_finds_every_fact_in_the_records_of_a_good_run(self):
         for scenario, known in claims.SCENARIOS.items():
-            run = records.load(HERE / "recorded" / scenario)
             for fact in known:
+                run = records.load(HERE / "recorded" / (scenario if fact.build != claims.SANITIZED else "sanitized"))
                 with self.subTest(scenario=scenario, fact=fact.__name__):
                     self.assertEqual((True, fact.claim), (records.judge(fact, run)[0], fact.claim))
 
@@ -252,15 +257,23 @@ class TheCheck(unittest.TestCase):
         self.assertEqual((0, "lab: 2 passed, 0 failed"), good)
         self.assertEqual((1, "lab: 5 passed, 1 failed"), bad)
 
+    def test_does_not_judge_of_a_build_with_sanitizers_what_is_true_of_the_packages(self):
+        said = self.said("--sanitized", HERE / "recorded", "endure").stdout
+
+        self.assertIn("  -       resident memory does not grow: not judged of a build with sanitizers\n", said)
+        self.assertIn("lab: 5 passed, 1 failed", said)  # the records are not those of such a build
+
     def test_does_not_pass_a_scenario_that_it_does_not_know(self):
         self.assertEqual(2, self.checked(HERE / "recorded", "boot", "picnic")[0])
 
     def test_does_not_pass_a_scenario_that_left_nothing(self):
         self.assertEqual((1, "lab: 0 passed, 2 failed"), self.checked(self.folder, "boot"))
 
+    def said(self, *words):
+        return subprocess.run([sys.executable, "-B", CHECK, *words], capture_output=True, text=True, check=False)
+
     def checked(self, folder, *scenarios):
-        command = [sys.executable, "-B", CHECK, folder, *scenarios]
-        done = subprocess.run(command, capture_output=True, text=True, check=False)
+        done = self.said(folder, *scenarios)
         return done.returncode, (done.stdout.splitlines() or [""])[-1]
 
 

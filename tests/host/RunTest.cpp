@@ -58,9 +58,13 @@ TEST(ARun, TellsTheWholeStoryOfAPhone) {
     EXPECT_THAT(run.of("violation", "text"), IsEmpty());
 }
 
+const nlohmann::json kCommandFetched = {{"event", "value"}, {"key", "zebcmd"}};
+
 struct Misbehaviour {
     const char* name;
     std::vector<std::string> violations;
+    /** What is told when all of it has happened but what comes with the end. */
+    nlohmann::json last = kCommandFetched;
 };
 
 const Misbehaviour kMisbehaviours[] = {
@@ -68,8 +72,10 @@ const Misbehaviour kMisbehaviours[] = {
     {"free-twice", {"freeString: a string was freed twice"}},
     {"never-free", {"a string was never freed: \"forgotten\""}},
     {"complete-twice", {"fetchComplete: a fetch was completed twice"}},
-    {"never-complete", {"a fetch of \"zebcmd\" was never completed", "a string was never freed: \"zebcmd\""}},
-    {"drop-fetch", {"a fetch of \"zebcmd\" was dropped without an answer"}},
+    {"never-complete",
+     {"a fetch of \"zebcmd\" was never completed", "a string was never freed: \"zebcmd\""},
+     {{"event", "value"}, {"key", "id"}}},
+    {"drop-fetch", {"a fetch of \"zebcmd\" was dropped without an answer"}, {{"event", "violation"}}},
     {"unknown-handle-timer", {"setTimerForHandle: handle 4321 is none of the discoverer's"}},
     {"unknown-entity-timer", {"setEntityTimer: an entity that is unknown or destroyed"}},
     {"unknown-entity-lost", {"entityLost: an entity that is unknown or destroyed"}},
@@ -86,13 +92,13 @@ TEST(ARun, ReportsEveryWayToBreakTheContract) {
     zebphones::Testbed bed;
     bed.plug(zebphones::loadPhone("rndis"));
     for (const Misbehaviour& row : kMisbehaviours) {
-        Lines lines;
+        SCOPED_TRACE(row.name);
+        LiveRun run(withTestPlugin(row.name));
+        run.waitFor(row.last);
 
-        ExitStatus status = runAWhile(withTestPlugin(row.name), lines);
-
-        EXPECT_EQ(lines.violations(), row.violations) << row.name;
-        EXPECT_EQ(status, row.violations.empty() ? kExitDone : kExitViolation) << row.name;
-        EXPECT_THAT(lines.of("entity", "action"), Contains("destroyed")) << row.name;
+        EXPECT_EQ(run.end(), row.violations.empty() ? kExitDone : kExitViolation);
+        EXPECT_EQ(run.of("violation", "text"), row.violations);
+        EXPECT_THAT(run.of("entity", "action"), Contains("destroyed"));
     }
 }
 

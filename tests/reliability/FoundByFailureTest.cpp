@@ -107,5 +107,25 @@ TEST(AHandleThatCouldNotBeRemoved, KeepsItsOwner) {
     stage.end();
 }
 
+// And when it was the wake-up event's, the second that a stop removes.
+TEST(AHandleThatCouldNotBeRemoved, CostsALineAndNotTheStop) {
+    Stage stage(Loaded::plugin().initialize());
+    stage.initialize();
+    stage.setUp();
+    Plugged& phone = stage.plug();
+    ASSERT_NE(stage.offer(phone), nullptr);
+    ASSERT_TRUE(stage.advanceTo(phone, 0));
+
+    Faults::arm("pthread_mutex_lock", 2);
+    stage.host.entry.stop(stage.host.discoverer);
+    Faults::disarm();
+
+    EXPECT_TRUE(stage.host.hasLogged(
+        10, "Unable to remove the wake-up event's handle: 'MutexException: pthread_mutex_lock failed'"));
+    EXPECT_THAT(stage.host.handles(), IsEmpty());
+    stage.remove(phone);
+    stage.end();
+}
+
 } // namespace
 } // namespace zebtest

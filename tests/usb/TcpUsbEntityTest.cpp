@@ -189,7 +189,7 @@ TEST_F(ATetheredPhone, TruncatesAnAddressAt31CharactersAndStopsWhenItIsNotKnown)
     host.on["log"] = [&] { std::fprintf(stderr, "log: %s\n", host.logLines().back().text.c_str()); };
 
     EXPECT_ASSERTION(entity.doSetZebCmd(), "usb/TcpUsbEntity\\.cpp", "false");
-    EXPECT_DEATH(entity.doSetZebCmd(), "log: The IP address '1{31}' is not known");
+    EXPECT_DEATH(entity.doSetZebCmd(), "log: The IP address '1{31}' is not known\n");
 }
 
 TEST_F(ATetheredPhone, IsNoOtherThanAPlainEntity) {

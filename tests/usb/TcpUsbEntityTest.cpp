@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <net/if.h>
+#include <unistd.h>
 
 using namespace testing;
 using namespace zebtest;
@@ -81,6 +82,20 @@ TEST_F(ATetheredPhone, IsThereOnceAnInterfaceHasAnAddressOnItsSubnet) {
     EXPECT_THAT(host.logLines(),
                 ElementsAre(LogLine{80, "Found interface for entity with IP address 192.168.42.129"}));
     EXPECT_THAT(host.strings.outstanding(), ElementsAre("zebcmd:v=1;t=USBAND"));
+}
+
+TEST_F(ATetheredPhone, IsFoundByASocketThatIsDescriptorZero) {
+    network.add("192.168.42.23");
+    const int standardInput = dup(0);
+    close(0);
+
+    const Status status = scan();
+    const bool closed = fcntl(0, F_GETFD) == -1;
+    dup2(standardInput, 0);
+    close(standardInput);
+
+    EXPECT_EQ(status, Status::Done);
+    EXPECT_TRUE(closed);
 }
 
 TEST_F(ATetheredPhone, IsReachedByTheCommandOfItsKind) {

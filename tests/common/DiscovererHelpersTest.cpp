@@ -1,7 +1,6 @@
 #include "tests/common/Slots.h"
 #include "tests/common/TestDiscoverer.h"
 #include "tests/support/Assertions.h"
-#include "tests/support/FailingNew.h"
 
 #include <functional>
 
@@ -303,100 +302,6 @@ TEST_F(AHelper, DoesNotCutAPlainLine) {
     discoverer.log(10, std::string(600, 'x').c_str());
 
     EXPECT_THAT(host.logLines(), ElementsAre(LogLine{10, std::string(600, 'x')}));
-}
-
-// Parsers and generators.
-
-ZEBDiscoverySDKError gFactoryError;
-
-void lendFactories(ZEBDiscoverySDKUtils& utils, FakeHost* context) {
-    gFactoryError = 0;
-    utils.context = context;
-    utils.createParser = [](void* host, const char* text, ZEBDiscoverySDKParser** out) {
-        EXPECT_STREQ(text, "the text");
-        if (gFactoryError == 0)
-            *out = static_cast<ZEBDiscoverySDKParser*>(host);
-        return gFactoryError;
-    };
-    utils.createGenerator = [](void* host, ZEBDiscoverySDKGenerator** out) {
-        if (gFactoryError == 0)
-            *out = static_cast<ZEBDiscoverySDKGenerator*>(host);
-        return gFactoryError;
-    };
-}
-
-class ADiscoverersFactory : public AHelper {
-protected:
-    ADiscoverersFactory() {
-        lendFactories(host.utils, &host);
-        host.setContext();
-        host.takeCalls();
-    }
-    ZEBDiscoverySDKError error = 99;
-};
-
-TEST_F(ADiscoverersFactory, MakesAParserAndAGenerator) {
-    EXPECT_NE(discoverer.createParser("the text", &error), nullptr);
-    EXPECT_EQ(error, 0);
-    error = 99;
-    EXPECT_NE(discoverer.createGenerator(&error), nullptr);
-    EXPECT_EQ(error, 0);
-
-    EXPECT_NE(discoverer.createParser("the text", nullptr), nullptr);
-    EXPECT_NE(discoverer.createGenerator(nullptr), nullptr);
-    EXPECT_THAT(host.logLines(), IsEmpty());
-}
-
-TEST_F(ADiscoverersFactory, LogsAndReportsTheHostsFailure) {
-    gFactoryError = 44;
-
-    EXPECT_EQ(discoverer.createParser("the text", &error), nullptr);
-    EXPECT_EQ(error, 44);
-    error = 99;
-    EXPECT_EQ(discoverer.createGenerator(&error), nullptr);
-    EXPECT_EQ(error, 44);
-    EXPECT_EQ(discoverer.createParser("the text", nullptr), nullptr);
-
-    EXPECT_THAT(host.logLines(),
-                ElementsAre(LogLine{10, "Error when trying to create Parser: 44 (error 44)"},
-                            LogLine{10, "Error when trying to create Generator: 44 (error 44)"},
-                            LogLine{10, "Error when trying to create Parser: 44 (error 44)"}));
-}
-
-TEST_F(ADiscoverersFactory, LogsAndReportsThatTheHostHasNone) {
-    host.utils = {};
-    host.setContext();
-
-    EXPECT_EQ(discoverer.createParser("the text", &error), nullptr);
-    EXPECT_EQ(error, 9);
-    error = 99;
-    EXPECT_EQ(discoverer.createGenerator(&error), nullptr);
-    EXPECT_EQ(error, 9);
-
-    EXPECT_THAT(
-        host.logLines(),
-        ElementsAre(LogLine{10, "Unable to create Parser, the operation is not supported: 9 (error 9)"},
-                    LogLine{10, "Unable to create Generator, the operation is not supported: 9 (error 9)"}));
-}
-
-TEST_F(ADiscoverersFactory, LogsAndReportsThatThereIsNoMemory) {
-    bool made = true;
-    {
-        const FailingNew failing = FailingNew::at(1);
-        made = discoverer.createParser("the text", &error) != nullptr;
-    }
-    EXPECT_FALSE(made);
-    EXPECT_EQ(error, 3);
-    error = 99;
-    {
-        const FailingNew failing = FailingNew::at(1);
-        made = discoverer.createGenerator(&error) != nullptr;
-    }
-    EXPECT_FALSE(made);
-    EXPECT_EQ(error, 3);
-
-    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{10, "Unable to create Parser: out of memory"},
-                                             LogLine{10, "Unable to create Generator: out of memory"}));
 }
 
 } // namespace

@@ -15,7 +15,7 @@ COMMAND = "scripts/bench --quick"
 
 
 def measure(quick):
-    pairs = [(first_line_after(HOST), first_line_after(BASELINE)) for _ in range(20 if quick else 60)]
+    pairs = [(time_to_start(HOST), time_to_start(BASELINE)) for _ in range(20 if quick else 60)]
     host, baseline = (median(times) for times in zip(*pairs))
     wakeups, resident = at_rest(2 if quick else 5)
     yield ratio("zebhost run, cold start to \"started\"", host, baseline, "ms", 1.5, COMMAND)
@@ -32,15 +32,18 @@ def start(command):
     return subprocess.Popen([*FIRST, *command], stdout=subprocess.PIPE, stdin=subprocess.DEVNULL)
 
 
-def first_line_after(command):
-    """Milliseconds from the start of a program to the first line that it prints."""
+def wait_for_start(process):
+    if not any(b"started" in line for line in process.stdout):
+        raise RuntimeError(f"{process.args} did not start")
+
+
+def time_to_start(command):
+    """Milliseconds from the start of a program to its line that says "started"."""
     begin = time.perf_counter()
     with start(command) as process:
-        line = process.stdout.readline()
+        wait_for_start(process)
         took = time.perf_counter() - begin
         process.terminate()
-    if b"started" not in line:
-        raise RuntimeError(f"{command[0]} did not start: {line!r}")
     return took * 1e3
 
 
@@ -52,7 +55,7 @@ def status(process, name):
 def at_rest(seconds):
     """How often a host that has nothing to do woke up, and the most memory it has had, in KiB."""
     with start(HOST) as process:
-        process.stdout.readline()
+        wait_for_start(process)
         time.sleep(0.5)
         before = status(process, "voluntary_ctxt_switches")
         time.sleep(seconds)

@@ -20,11 +20,11 @@ def output(*command):
     return subprocess.run([*FIRST, *map(str, command)], stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
-def benchmarks(program, names, repetitions, interleaved=True):
-    """Medians of processor time in ns, by name, of the benchmarks that match."""
+def benchmarks(program, names, repetitions, interleaved=True, seconds=0.05):
+    """Medians of processor time in ns, by name, of the benchmarks that match; each repetition lasts that long."""
     found = output(
         BUILD / "bench" / program, f"--benchmark_filter={names}", f"--benchmark_repetitions={repetitions}",
-        "--benchmark_min_time=0.05", "--benchmark_report_aggregates_only=true", "--benchmark_format=json",
+        f"--benchmark_min_time={seconds}", "--benchmark_report_aggregates_only=true", "--benchmark_format=json",
         f"--benchmark_enable_random_interleaving={'true' if interleaved else 'false'}")
     return {
         one["run_name"]: one["cpu_time"] * NANOSECONDS[one["time_unit"]]

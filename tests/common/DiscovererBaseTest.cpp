@@ -10,29 +10,11 @@ using namespace zebtest;
 
 namespace {
 
-class ADiscoverer : public Test {
+using ADiscoverer = WithDiscoverer;
+
+class ASingleHandleDiscoverer : public WithDiscoverer {
 protected:
-    ADiscoverer() {
-        host.setContext();
-        host.takeCalls();
-    }
-    void TearDown() override { EXPECT_THAT(host.complaints(), IsEmpty()); }
-
-    FakeHost host;
-    const std::unique_ptr<TestDiscoverer> owned = std::make_unique<TestDiscoverer>(host);
-    TestDiscoverer& discoverer = *owned;
-};
-
-class ASingleHandleDiscoverer : public Test {
-protected:
-    ASingleHandleDiscoverer() {
-        host.setContext();
-        host.takeCalls();
-    }
-
-    FakeHost host;
-    const std::unique_ptr<TestDiscoverer> owned = std::make_unique<TestDiscoverer>(host, false);
-    TestDiscoverer& discoverer = *owned;
+    ASingleHandleDiscoverer() : WithDiscoverer(false) {}
 };
 
 bool isZeroed(const ZEBDiscoverySDKUtils& utils) {

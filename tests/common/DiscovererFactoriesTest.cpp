@@ -25,18 +25,14 @@ void lendFactories(ZEBDiscoverySDKUtils& utils, FakeHost* context) {
     };
 }
 
-class ADiscoverersFactory : public Test {
+class ADiscoverersFactory : public WithDiscoverer {
 protected:
     ADiscoverersFactory() {
         lendFactories(host.utils, &host);
         host.setContext();
         host.takeCalls();
     }
-    void TearDown() override { EXPECT_THAT(host.complaints(), IsEmpty()); }
 
-    FakeHost host;
-    const std::unique_ptr<TestDiscoverer> owned = std::make_unique<TestDiscoverer>(host);
-    TestDiscoverer& discoverer = *owned;
     ZEBDiscoverySDKError error = 99;
 };
 

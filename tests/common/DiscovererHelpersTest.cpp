@@ -9,18 +9,7 @@ using namespace zebtest;
 
 namespace {
 
-class AHelper : public Test {
-protected:
-    AHelper() {
-        host.setContext();
-        host.takeCalls();
-    }
-    void TearDown() override { EXPECT_THAT(host.complaints(), IsEmpty()); }
-
-    FakeHost host;
-    const std::unique_ptr<TestDiscoverer> owned = std::make_unique<TestDiscoverer>(host);
-    TestDiscoverer& discoverer = *owned;
-};
+using AHelper = WithDiscoverer;
 
 /** A helper, the callback it forwards to and what it returns without that callback. */
 struct Helper {

@@ -189,4 +189,12 @@ void TestDiscoverer::setExternalContext(void* context) {
     Base::setExternalContext(context);
 }
 
+WithDiscoverer::WithDiscoverer(bool multipleHandles) :
+    owned(std::make_unique<TestDiscoverer>(host, multipleHandles)), discoverer(*owned) {
+    host.setContext();
+    host.takeCalls();
+}
+
+void WithDiscoverer::TearDown() { EXPECT_THAT(host.complaints(), testing::IsEmpty()); }
+
 } // namespace zebtest

@@ -4,6 +4,7 @@
 #include "tests/support/FakeHost.h"
 
 #include <functional>
+#include <gmock/gmock.h>
 #include <memory>
 #include <string>
 #include <vector>
@@ -107,6 +108,17 @@ public:
 
 private:
     void note(const char* name, std::vector<Argument> arguments);
+};
+
+/** A discoverer that has its context, and a host that may have nothing to complain of at the end. */
+class WithDiscoverer : public testing::Test {
+protected:
+    explicit WithDiscoverer(bool multipleHandles = true);
+    void TearDown() override;
+
+    FakeHost host;
+    const std::unique_ptr<TestDiscoverer> owned;
+    TestDiscoverer& discoverer;
 };
 
 } // namespace zebtest

@@ -8,7 +8,8 @@ namespace zebtest {
 
 /**
  * Stands between the plug-in and libusb in these programs: passes every call on, but first notes what
- * it was or makes it fail as told. [host-thread]
+ * it was (in the fake host's record too: without the context, handle and transfer; a submission as its
+ * request, index, length and time limit) or makes it fail as told. [host-thread]
  */
 class LibUsbSpy {
 public:

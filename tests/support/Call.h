@@ -27,6 +27,10 @@ public:
     Argument& operator=(Argument&& other) noexcept;
     ~Argument();
 
+    /** Which of them it is, the test must know. */
+    long long number() const { return std::get<long long>(mValue); }
+    const std::string& text() const { return std::get<std::string>(mValue); }
+
     bool operator==(const Argument& other) const = default;
     friend std::ostream& operator<<(std::ostream& out, const Argument& argument);
 

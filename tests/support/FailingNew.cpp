@@ -1,5 +1,7 @@
 #include "tests/support/FailingNew.h"
 
+#include "tests/support/OwnMemory.h"
+
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -23,7 +25,7 @@ std::atomic<long> gLive{0};
 
 bool fails(std::size_t size) {
     State& state = tState;
-    if (!state.recording)
+    if (!state.recording || zebtest::OwnMemory::isBeingAsked())
         return false;
     if (state.sizesCount < kMaxSizes)
         state.sizes[state.sizesCount++] = size;

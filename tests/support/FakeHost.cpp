@@ -14,6 +14,13 @@ namespace {
 
 FakeHost* gpOnly = nullptr;
 
+std::vector<LogLine> linesOf(const std::vector<Call>& logged) {
+    std::vector<LogLine> lines;
+    for (const Call& call : logged)
+        lines.push_back({static_cast<int>(call.arguments[0].number()), call.arguments[1].text()});
+    return lines;
+}
+
 } // namespace
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line) {
@@ -60,13 +67,6 @@ void FakeHost::destroy() {
     discoverer = nullptr;
     mEntities.clear();
     mDestroyed = true;
-}
-
-void FakeHost::record(const char* name, std::vector<Argument> arguments) {
-    std::lock_guard lock(mMutex);
-    if (mDestroyed)
-        complain(std::string(name) + ": called after the end");
-    mCalls.push_back({name, std::move(arguments)});
 }
 
 void FakeHost::runHook(const char* name) {
@@ -230,34 +230,19 @@ void FakeHost::advance(std::int64_t microseconds) {
     mNow = until;
 }
 
-std::vector<Call> FakeHost::calls() const {
-    std::lock_guard lock(mMutex);
-    return mCalls;
-}
+std::vector<Call> FakeHost::calls() const { return record.of(Kind::Callback); }
 
 std::vector<Call> FakeHost::callsOf(const std::string& name) const {
-    std::vector<Call> found;
-    for (const Call& call : calls()) {
-        if (call.name == name)
-            found.push_back(call);
-    }
+    std::vector<Call> found = calls();
+    std::erase_if(found, [&](const Call& call) { return call.name != name; });
     return found;
 }
 
-std::vector<Call> FakeHost::takeCalls() {
-    std::lock_guard lock(mMutex);
-    return std::exchange(mCalls, {});
-}
+std::vector<Call> FakeHost::takeCalls() { return record.takeOf(Kind::Callback); }
 
-std::vector<LogLine> FakeHost::logLines() const {
-    std::lock_guard lock(mMutex);
-    return mLogLines;
-}
+std::vector<LogLine> FakeHost::logLines() const { return linesOf(record.of(Kind::Log)); }
 
-std::vector<LogLine> FakeHost::takeLogLines() {
-    std::lock_guard lock(mMutex);
-    return std::exchange(mLogLines, {});
-}
+std::vector<LogLine> FakeHost::takeLogLines() { return linesOf(record.takeOf(Kind::Log)); }
 
 bool FakeHost::hasLogged(int severity, const std::string& text) const {
     const std::vector<LogLine> lines = logLines();

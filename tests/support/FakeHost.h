@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tests/support/Call.h"
 #include "tests/support/HostStrings.h"
+#include "tests/support/Record.h"
 #include "zebdiscovery/zebdiscovery.h"
 
 #include <cstdint>
@@ -24,8 +24,8 @@ struct LogLine {
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
 /**
- * A host in memory: provides every callback, remembers every call in order, counts every string, and has a
- * clock that only a test moves. It drives a discoverer through the tables alone, be it the plug-in
+ * A host in memory: provides every callback, keeps one record of all that happens, counts every string, and
+ * has a clock that only a test moves. It drives a discoverer through the tables alone, be it the plug-in
  * (PluginUnderTest) or one that is linked in.
  *
  * Three callbacks have no context, so there is at most one fake host at a time.
@@ -111,7 +111,14 @@ public:
 
     // --- What was seen ---
 
-    /** Every call but the log, the level query, string handling and errorText, in order. */
+    /** Everything in the order in which it happened: every callback, and what the doubles below the
+     * discoverer have seen. What follows is picked out of it. */
+    Record record;
+    /** The whole record so far but the kinds named, which is then forgotten. */
+    std::vector<Call> takeRecord(std::initializer_list<Kind> without = {}) { return record.take(without); }
+
+    /** Every call but the log, the level query, string handling, errorText and what doubles note, in order.
+     */
     std::vector<Call> calls() const;
     std::vector<Call> callsOf(const std::string& name) const;
     /** The calls so far, which are then forgotten. */
@@ -120,7 +127,7 @@ public:
     std::vector<LogLine> takeLogLines();
     bool hasLogged(int severity, const std::string& text) const;
     /** How often the level query was asked. */
-    int levelQueries() const { return mLevelQueries; }
+    int levelQueries() const { return static_cast<int>(record.of(Kind::LevelQuery).size()); }
     /** Entities that were added or added unpublished and not destroyed yet, in order. */
     const std::vector<ZEBDiscovererEntity*>& entities() const { return mEntities; }
 
@@ -145,7 +152,12 @@ public:
 private:
     static FakeHost& from(void* context, const char* name);
     static FakeHost& only();
-    void record(const char* name, std::vector<Argument> arguments);
+    template <class... Arguments>
+    void noteCallback(const char* name, const Arguments&... arguments) {
+        if (mDestroyed)
+            complain(std::string(name) + ": called after the end");
+        record.write(Kind::Callback, name, arguments...);
+    }
     void runHook(const char* name);
     ZEBDiscoverySDKError resultOf(const char* name) const;
     void complain(const std::string& text);
@@ -159,8 +171,6 @@ private:
     bool expireNext(std::int64_t until);
 
     mutable std::recursive_mutex mMutex; // log and string callbacks may come from any thread
-    std::vector<Call> mCalls;
-    std::vector<LogLine> mLogLines;
     std::vector<ZEBDiscovererEntity*> mEntities;
     std::set<ZEBDiscoverySDKRequest*> mOpenRequests;
     std::set<ZEBDiscoverySDKRequest*> mClosedRequests;
@@ -169,7 +179,6 @@ private:
     Timers<ZEBDiscovererEventHandle*> mHandleTimers;
     std::int64_t mNow = 0;
     std::uint64_t mTimerOrder = 0;
-    int mLevelQueries = 0;
     bool mDestroyed = false;
 };
 

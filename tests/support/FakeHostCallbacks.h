@@ -7,7 +7,13 @@ namespace zebtest {
 /** The functions behind a fake host's table; each records its call, then runs the test's hook. */
 struct FakeHost::Callbacks {
     static FakeHost& host(void* context, const char* name);
-    static void note(void* context, const char* name, std::vector<Argument> arguments);
+    /** Record the call, then run the test's hook. */
+    template <class... Arguments>
+    static void note(void* context, const char* name, const Arguments&... arguments) {
+        FakeHost& self = from(context, name);
+        self.noteCallback(name, arguments...);
+        self.runHook(name);
+    }
     static void discovererStarted(void* context, ZEBDiscoverer* discoverer, ZEBDiscoverySDKError error);
     static void discovererStopped(void* context, ZEBDiscoverer* discoverer, ZEBDiscoverySDKError error);
     static void setTimer(void* context, ZEBDiscoverer* discoverer,

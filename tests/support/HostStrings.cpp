@@ -1,5 +1,7 @@
 #include "tests/support/HostStrings.h"
 
+#include "tests/support/OwnMemory.h"
+
 #include <cstring>
 
 namespace zebtest {
@@ -50,6 +52,20 @@ std::vector<std::string> HostStrings::outstanding() const {
             texts.emplace_back(string);
     }
     return texts;
+}
+
+Argument HostStrings::describe(const char* text, int length) {
+    const OwnMemory own;
+    if (text && length >= 0)
+        return std::string(text, static_cast<std::size_t>(length));
+    return text;
+}
+
+Argument HostStrings::describe(const char* string) const {
+    const OwnMemory own;
+    if (mEntries.contains(string))
+        return string;
+    return static_cast<const void*>(string);
 }
 
 } // namespace zebtest

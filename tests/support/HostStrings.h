@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/Call.h"
+
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -27,6 +29,11 @@ public:
 
     /** The texts that have not come back. */
     std::vector<std::string> outstanding() const;
+
+    /** What is to be copied, for the record. */
+    static Argument describe(const char* text, int length);
+    /** A string that comes back, for the record: its text; its address when it was never ours. */
+    Argument describe(const char* string) const;
 
     std::size_t made() const { return mMade; }
     /** With which the last string was asked for. */

@@ -20,7 +20,7 @@ using Status = UsbEntity::UsbEntityStatus;
 /** A status that has no name. */
 constexpr Status kOtherStatus = static_cast<Status>(7);
 
-/** An entity whose attempts turn out as the test says. */
+/** An entity whose attempts turn out as the test says; each is noted in the host's record. */
 class ScriptedEntity : public UsbEntity {
 public:
     using UsbEntity::UsbEntity;
@@ -52,19 +52,23 @@ public:
         return password ? password(value) : UsbEntity::setPassword(value);
     }
     void requestZebCmd() override {
+        Record::note("requestZebCmd");
         ++commandsRequested;
         if (inRequestZebCmd)
             inRequestZebCmd();
     }
     Status doHandleEvent(ZEBDiscovererEventHandle* handle) override {
+        Record::note("doHandleEvent", handle);
         lastHandle = handle;
         return eventResult;
     }
     Status doHandleTimeout(ZEBDiscovererEventHandle* handle) override {
+        Record::note("doHandleTimeout", handle);
         lastHandle = handle;
         return timeoutResult;
     }
     Status openPort() override {
+        Record::note("openPort");
         ++portsOpened;
         if (inOpenPort)
             inOpenPort();
@@ -85,7 +89,10 @@ public:
     using UsbEntity::setZebCmd;
 
 protected:
-    void doSetZebCmd() override { storeZebCmd(mDiscoverer.allocString(command.c_str(), -1)); }
+    void doSetZebCmd() override {
+        Record::note("doSetZebCmd");
+        storeZebCmd(mDiscoverer.allocString(command.c_str(), -1));
+    }
 };
 
 inline ZEBDiscovererEntity* toHost(UsbEntity* entity) {

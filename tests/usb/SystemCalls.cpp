@@ -1,5 +1,7 @@
 #include "tests/usb/SystemCalls.h"
 
+#include "tests/support/Record.h"
+
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
@@ -13,19 +15,23 @@ SystemCalls& systemCalls() {
 
 } // namespace zebtest
 
+using zebtest::Record;
 using zebtest::systemCalls;
 
 extern "C" {
 
 int __real_socket(int domain, int type, int protocol);
 int __real_ioctl(int descriptor, unsigned long request, ...);
+int __real_close(int descriptor);
 void* __real_malloc(std::size_t size);
 
 int __wrap_socket(int domain, int type, int protocol);
 int __wrap_ioctl(int descriptor, unsigned long request, ...);
+int __wrap_close(int descriptor);
 void* __wrap_malloc(std::size_t size);
 
 int __wrap_socket(int domain, int type, int protocol) {
+    Record::note("socket", domain, type, protocol);
     ++systemCalls().sockets;
     errno = systemCalls().socketError;
     return errno != 0 ? -1 : __real_socket(domain, type, protocol);
@@ -36,8 +42,14 @@ int __wrap_ioctl(int descriptor, unsigned long request, ...) {
     va_start(arguments, request);
     void* argument = va_arg(arguments, void*);
     va_end(arguments);
+    Record::note("ioctl", request);
     errno = systemCalls().ioctlError;
     return errno != 0 ? -1 : __real_ioctl(descriptor, request, argument);
+}
+
+int __wrap_close(int descriptor) {
+    Record::note("close", descriptor);
+    return __real_close(descriptor);
 }
 
 void* __wrap_malloc(std::size_t size) {

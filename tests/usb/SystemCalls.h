@@ -4,7 +4,7 @@ namespace zebtest {
 
 /**
  * The system's functions that the USB discoverer calls, by way of the linker's --wrap: they are the real
- * ones until a test makes the next calls fail.
+ * ones until a test makes the next calls fail. All but malloc are noted in the fake host's record.
  */
 struct SystemCalls {
     /** errno that socket and ioctl fail with; 0: they work. */

@@ -2,8 +2,10 @@
 #include "tests/host/KeptLines.h"
 
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -110,10 +112,21 @@ TEST(TheCommand, KeepsAnEqualsSignInAValue) {
 }
 
 TEST(TheCommand, EndsWithSuccessWhenItIsTerminated) {
-    std::string output =
-        zebhost("run --plugin " TEST_PLUGIN " --json & sleep 0.3; kill $!; wait $!; echo status $?").output;
+    std::FILE* pipe = popen("echo $$; exec " ZEBHOST_COMMAND " run --json --plugin " TEST_PLUGIN, "r");
+    std::array<char, 1024> line{};
+    ASSERT_TRUE(std::fgets(line.data(), line.size(), pipe));
+    const pid_t process = std::atoi(line.data());
+    std::string output;
 
-    EXPECT_THAT(output, AllOf(HasSubstr("\"event\":\"stopped\""), HasSubstr("status 0")));
+    while (std::fgets(line.data(), line.size(), pipe)) {
+        output += line.data();
+        if (std::strstr(line.data(), R"("event":"started")"))
+            kill(process, SIGTERM);
+    }
+
+    EXPECT_EQ(pclose(pipe), 0);
+    EXPECT_THAT(output, HasSubstr(R"("event":"stopped")"));
+    keepLines(output);
 }
 
 /** A configuration file for as long as this lives. */

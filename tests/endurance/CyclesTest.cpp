@@ -46,7 +46,7 @@ double processorUs() {
 }
 
 void turnUntil(FakeHost& host, const std::function<bool()>& condition) {
-    for (int turn = 0; turn < 500 && !condition(); ++turn)
+    for (int turn = 0; turn < 5000 && !condition(); ++turn)
         host.dispatch(20);
     ASSERT_TRUE(condition());
 }

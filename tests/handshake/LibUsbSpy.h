@@ -20,8 +20,8 @@ public:
     int nextEvents = 0;
     bool nextAllocationFails = false;
 
-    /** The limit of requests with these numbers becomes short, so that a silent phone costs no half second.
-     */
+    /** The limit of requests with these numbers becomes short, so that a silent phone costs no half second;
+     *  others have none. */
     struct Hurry {
         int request = -1;
         int index = 0;

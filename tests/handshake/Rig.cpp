@@ -22,7 +22,7 @@ const std::vector<Transfer> kTransfers = {
 namespace {
 
 constexpr int kTurnMs = 20;
-constexpr int kTurns = 500;
+constexpr int kTurns = 5000;
 constexpr unsigned kDeviceId = 0x1a2b;
 
 } // namespace
@@ -81,7 +81,7 @@ void Rig::advanceTo(std::size_t transfer) {
 void Rig::completeOne() {
     ASSERT_TRUE(phone->completeNext());
     // The answer is seen in the first event of the device's node.
-    ASSERT_GT(host.dispatch(2000), 0);
+    ASSERT_GT(host.dispatch(kTurnMs * kTurns), 0);
     settle();
 }
 

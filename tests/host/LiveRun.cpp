@@ -11,7 +11,7 @@
 namespace zebhost {
 namespace {
 
-constexpr int kPatienceMs = 10000;
+constexpr int kPatienceMs = 100000;
 
 bool hasAll(const nlohmann::json& line, const nlohmann::json& members) {
     for (const auto& [key, value] : members.items()) {

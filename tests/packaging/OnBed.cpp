@@ -20,7 +20,7 @@ using namespace zebphones;
 
 constexpr int kTetherPort = 1;
 constexpr int kAccessoryPort = 2;
-constexpr auto kPatience = 20s;
+constexpr auto kPatience = 100s;
 
 void expect(bool happened, const std::string& what) {
     if (!happened)

@@ -20,7 +20,7 @@ AS_ROOT = ("unshare", "--user", "--map-root-user", "--mount")
 def run(*command, **options):
     """The output of a command, both streams; an error with it when the command fails."""
     result = subprocess.run(list(map(str, command)), text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                            timeout=240, **options)
+                            timeout=500, **options)
     if result.returncode != 0:
         raise AssertionError(f"{' '.join(map(str, command))} ended with {result.returncode}:\n{result.stdout}")
     return result.stdout

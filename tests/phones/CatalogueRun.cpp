@@ -19,8 +19,8 @@ constexpr auto kLook = 10ms;
 // Uevents that the host has not told of yet. A listener of the bed has room for ten; of
 // hubs a host tells nothing.
 constexpr std::size_t kMostUnseen = 5;
-// The slowest phone needs a bit over five seconds; an emulated processor may need several times that.
-constexpr auto kPatience = 40s;
+// The slowest phone needs a bit over five seconds; a busy machine may need many times that.
+constexpr auto kPatience = 200s;
 // After so long each phone that the host has said nothing of is told of again.
 constexpr auto kUnheard = 8s;
 

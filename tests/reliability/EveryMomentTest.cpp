@@ -25,7 +25,7 @@ struct Actor {
 };
 
 void turnUntil(Stage& stage, const std::function<bool()>& condition) {
-    for (int turn = 0; turn < 500 && !condition(); ++turn)
+    for (int turn = 0; turn < 5000 && !condition(); ++turn)
         stage.host.dispatch(20);
     ASSERT_TRUE(condition()) << "the moment is not reached";
 }

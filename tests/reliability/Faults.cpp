@@ -180,6 +180,7 @@ void transferCallback(libusb_transfer* transfer) {
 ZEB_HOOK(int, libusb_submit_transfer, (libusb_transfer * transfer)) {
     gTransferCallback = transfer->callback;
     transfer->callback = transferCallback;
+    transfer->timeout = 0; // unlimited: here no phone is late, but a busy machine may be
     return fails("libusb_submit_transfer") ? LIBUSB_ERROR_IO : real_libusb_submit_transfer(transfer);
 }
 ZEB_HOOK(void, libusb_close, (libusb_device_handle * handle)) {

@@ -13,7 +13,7 @@ import urllib.request
 BROWSER_OPTIONS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
                    "--disable-background-networking", "--disable-component-update", "--disable-sync",
                    "--hide-scrollbars", "--force-device-scale-factor=1"]
-PATIENCE_SECONDS = 30
+PATIENCE_SECONDS = 200
 
 
 def free_port():

@@ -97,7 +97,7 @@ def complaints(counts, counted):
 
 
 def main(counted, *command):
-    output = subprocess.run(command, stdout=subprocess.PIPE, text=True, timeout=100, check=True).stdout
+    output = subprocess.run(command, stdout=subprocess.PIPE, text=True, timeout=500, check=True).stdout
     counts = {line["name"]: line for line in map(json.loads, output.splitlines())}
     found = list(complaints(counts, counted.split(",")))
     print(output, *found, sep="\n")

@@ -172,7 +172,7 @@ constexpr char kLineOfTheTimer[] = "\"cat\":\"line\",\"name\":\"log\"";
 TEST(AKilledRun, LeavesATraceThatCanBeRead) {
     AFile file;
     pid_t host = start("run --json --plugin " TEST_PLUGIN " --trace " + file.path());
-    for (int tries = 0; tries < 20000 && file.text().find(kLineOfTheTimer) == std::string::npos; ++tries)
+    for (int tries = 0; tries < 200000 && file.text().find(kLineOfTheTimer) == std::string::npos; ++tries)
         usleep(1000);
 
     kill(host, SIGKILL);

@@ -103,7 +103,11 @@ class Barrier::CompleteFetch {
 public:
     CompleteFetch(ZEBDiscovererImpl& self, ZEBDiscovererEntity* pEntity, char* key,
                   ZEBDiscoverySDKRequest* request) :
-        mSelf(self), mpEntity(pEntity), mpKey(key), mpRequest(request), mOwed(self.mOwed, key, request) {}
+        mSelf(self),
+        mpEntity(pEntity),
+        mpKey(key),
+        mpRequest(request),
+        mOwed(self.mOwed, Completion::Fetch, key, request) {}
     ~CompleteFetch() {
         if (mHasFailed && mOwed.isOwed())
             HostString(mpKey, FreeHostString{&mSelf}).reset();
@@ -137,7 +141,7 @@ public:
         mpKey(key),
         mpValue(value),
         mpRequest(request),
-        mOwed(self.mOwed, key, request) {}
+        mOwed(self.mOwed, Completion::Post, key, request) {}
     ~CompletePost() {
         if (!mHasFailed || !mOwed.isOwed())
             return;
@@ -168,7 +172,7 @@ private:
 class Barrier::CompletePublish {
 public:
     CompletePublish(ZEBDiscovererImpl& self, ZEBDiscovererEntity* pEntity) :
-        mSelf(self), mpEntity(pEntity), mOwed(self.mOwed, pEntity, nullptr) {}
+        mSelf(self), mpEntity(pEntity), mOwed(self.mOwed, Completion::Publish, pEntity, nullptr) {}
 
     void caught(const Failure& failure) {
         if (mOwed.isOwed())
@@ -185,7 +189,7 @@ private:
 class Barrier::CompleteUnpublish {
 public:
     CompleteUnpublish(ZEBDiscovererImpl& self, ZEBDiscovererEntity* pEntity) :
-        mSelf(self), mpEntity(pEntity), mOwed(self.mOwed, pEntity, nullptr) {}
+        mSelf(self), mpEntity(pEntity), mOwed(self.mOwed, Completion::Unpublish, pEntity, nullptr) {}
 
     void caught(const Failure& failure) {
         if (mOwed.isOwed())

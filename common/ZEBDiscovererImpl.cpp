@@ -15,8 +15,10 @@ ZEBDiscovererImpl::ZEBDiscovererImpl(ZEBDiscovererInterface* interfaceTable, siz
                                      const ZEBDiscovererCallbacks* callbackTable, size_t callbackSize,
                                      bool useMultipleHandles) :
     mMultipleHandles(useMultipleHandles) {
+    // Before anything is written: the two tables may lie in the same memory.
     mCallbacks = copyCallbacks(callbackTable, callbackSize);
     fillEntryPoints(interfaceTable, interfaceSize, useMultipleHandles);
+    mUtils = {};
 }
 
 ZEBDiscovererImpl::~ZEBDiscovererImpl() noexcept(false) = default;
@@ -261,26 +263,31 @@ void ZEBDiscovererImpl::releaseDevice(ZEBDiscovererDeviceProvider* pDeviceProvid
     callIfPresent(mCallbacks.releaseDevice, mpContext, pDeviceProvider, pDevice);
 }
 
+void ZEBDiscovererImpl::settle(const void* key, const ZEBDiscoverySDKRequest* request) {
+    if (!mOwed.settle(Completion::Fetch, key, request))
+        mOwed.settle(Completion::Post, key, request);
+}
+
 void ZEBDiscovererImpl::entityFetchComplete(ZEBDiscovererEntity* pEntity, char* key,
                                             ZEBDiscoverySDKRequest* request, ZEBDiscoverySDKError error,
                                             char* value) {
-    settle(key, request);
+    mOwed.settle(Completion::Fetch, key, request);
     callIfPresent(mCallbacks.fetchComplete, mpContext, pEntity, key, request, error, value);
 }
 
 void ZEBDiscovererImpl::entityPostComplete(ZEBDiscovererEntity* pEntity, char* key, char* value,
                                            ZEBDiscoverySDKRequest* request, ZEBDiscoverySDKError error) {
-    settle(key, request);
+    mOwed.settle(Completion::Post, key, request);
     callIfPresent(mCallbacks.postComplete, mpContext, pEntity, key, value, request, error);
 }
 
 void ZEBDiscovererImpl::entityPublishComplete(ZEBDiscovererEntity* pEntity, ZEBDiscoverySDKError error) {
-    settle(pEntity, nullptr);
+    mOwed.settle(Completion::Publish, pEntity, nullptr);
     callIfPresent(mCallbacks.publishComplete, mpContext, pEntity, error);
 }
 
 void ZEBDiscovererImpl::entityUnpublishComplete(ZEBDiscovererEntity* pEntity, ZEBDiscoverySDKError error) {
-    settle(pEntity, nullptr);
+    mOwed.settle(Completion::Unpublish, pEntity, nullptr);
     callIfPresent(mCallbacks.unpublishComplete, mpContext, pEntity, error);
 }
 

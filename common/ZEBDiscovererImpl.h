@@ -113,7 +113,7 @@ public:
     void freeString(char* string) const;
     /** Say that a key that came with a fetch or post has found a keeper (or its end) and is no longer the
      *  barrier's to send back. [host-thread] */
-    void settle(const void* key, const ZEBDiscoverySDKRequest* request) { mOwed.settle(key, request); }
+    void settle(const void* key, const ZEBDiscoverySDKRequest* request);
 
 protected:
     // One helper for each callback; see zebdiscovery/callbacks.h. [host-thread] unless tagged.
@@ -168,8 +168,9 @@ protected:
 
     /** The host's utilities, zeroed until setContext. */
     ZEBDiscoverySDKUtils* getUtils() { return &mUtils; }
-    /** A parser for a text that must outlive it. Null on failure, with the reason logged and in *errOut;
-     *  errOut may be null and is also written (0) on success. */
+    /** A parser for a text that stays the caller's: it is shown to the host's factory and not kept here. Null
+     *  on failure, with the reason logged and in *errOut; errOut may be null and is also written (0) on
+     *  success. */
     std::unique_ptr<StringParser> createParser(const char* text, ZEBDiscoverySDKError* errOut);
     /** The same for a generator. */
     std::unique_ptr<StringGenerator> createGenerator(ZEBDiscoverySDKError* errOut);
@@ -188,7 +189,7 @@ private:
     const bool mMultipleHandles;
     /** Used in multiple-handle mode only. */
     EventHandles mEventHandles;
-    ZEBDiscoverySDKUtils mUtils{};
+    ZEBDiscoverySDKUtils mUtils;
     OwedCompletions mOwed;
 };
 

@@ -96,6 +96,66 @@ TEST(TheBarriersOutcome, BelongsToTheInnermostOfNestedFetches) {
     EXPECT_THAT(bench.host.complaints(), IsEmpty());
 }
 
+/** Completes, for the same entity or request, what another operation owed it, and then fails. */
+struct OlderDebt {
+    const char* slot;
+    const char* older;
+    const char* own;
+    void (*call)(FakeHost& host);
+    void (*settle)(TestDiscoverer& discoverer);
+};
+
+// With null keys: nothing but the operation tells a fetch from a post.
+const OlderDebt kOlderDebts[] = {
+    {"publishEntity", "unpublishComplete", "publishComplete",
+     [](FakeHost& h) { h.entry.publishEntity(h.discoverer, kEntity); },
+     [](TestDiscoverer& d) { d.entityUnpublishComplete(kEntity, 0); }},
+    {"unpublishEntity", "publishComplete", "unpublishComplete",
+     [](FakeHost& h) { h.entry.unpublishEntity(h.discoverer, kEntity); },
+     [](TestDiscoverer& d) { d.entityPublishComplete(kEntity, 0); }},
+    {"fetchEntityValue", "postComplete", "fetchComplete",
+     [](FakeHost& h) { h.entry.fetchEntityValue(h.discoverer, kEntity, nullptr, kRequest); },
+     [](TestDiscoverer& d) { d.entityPostComplete(kEntity, nullptr, nullptr, kRequest, 0); }},
+    {"postEntityValue", "fetchComplete", "postComplete",
+     [](FakeHost& h) { h.entry.postEntityValue(h.discoverer, kEntity, nullptr, nullptr, kRequest); },
+     [](TestDiscoverer& d) { d.entityFetchComplete(kEntity, nullptr, kRequest, 0, nullptr); }},
+};
+
+TEST(TheBarriersOutcome, IsSentAfterTheOperationSettledWhatAnotherOneOwedTheSameEntity) {
+    for (const OlderDebt& debt : kOlderDebts) {
+        SCOPED_TRACE(debt.slot);
+        Bench bench;
+        bench.discoverer.behaviour = [&] {
+            debt.settle(bench.discoverer);
+            throw std::runtime_error("it broke");
+        };
+
+        debt.call(bench.host);
+
+        EXPECT_EQ(bench.host.callsOf(debt.older).size(), 1U);
+        EXPECT_EQ(bench.host.callsOf(debt.own).size(), 1U);
+        EXPECT_THAT(bench.host.logLines(),
+                    ElementsAre(LogLine{10, std::string("ZEBDiscoverer::") + debt.slot +
+                                                " caught exception: it broke"}));
+    }
+}
+
+TEST(TheBarriersOutcome, IsNotSentForAPostThatTheOperationKept) {
+    Bench bench;
+    char* key = bench.host.handOver("kept");
+    char* value = bench.host.handOver("value");
+    bench.discoverer.behaviour = [&] {
+        bench.discoverer.settle(key, kRequest);
+        throw 42;
+    };
+
+    StandardErrorCapture standardError;
+    bench.host.entry.postEntityValue(bench.discoverer.handle(), kEntity, key, value, kRequest);
+
+    EXPECT_THAT(bench.host.calls(), IsEmpty());
+    EXPECT_THAT(bench.host.strings.outstanding(), UnorderedElementsAre("kept", "value"));
+}
+
 TEST(TheBarriersOutcome, IsNotSentForAKeyThatTheOperationKept) {
     for (const Thrown& thrown : {kRuntimeError, kInt}) {
         SCOPED_TRACE(thrown.name);

@@ -160,9 +160,8 @@ void ZEBDiscovererImpl::logFormatted(int32_t severity, const char* format, ...) 
     va_start(arguments, format);
     const int length = vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
-    if (length < 0)
-        return;
-    text[sizeof(text) - 1] = '\0';
+    // What can't be formatted is an empty line: half of it would pass for the whole.
+    text[length < 0 ? 0 : sizeof(text) - 1] = '\0';
     log(severity, text);
 }
 

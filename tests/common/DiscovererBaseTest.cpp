@@ -1,7 +1,6 @@
 #include "tests/common/Slots.h"
 #include "tests/common/TestDiscoverer.h"
 #include "tests/support/Assertions.h"
-#include "tests/support/FailingNew.h"
 
 #include <cstring>
 
@@ -11,11 +10,7 @@ using namespace zebtest;
 namespace {
 
 using ADiscoverer = WithDiscoverer;
-
-class ASingleHandleDiscoverer : public WithDiscoverer {
-protected:
-    ASingleHandleDiscoverer() : WithDiscoverer(false) {}
-};
+using ASingleHandleDiscoverer = WithSingleHandleDiscoverer;
 
 bool isZeroed(const ZEBDiscoverySDKUtils& utils) {
     const ZEBDiscoverySDKUtils zeroed{};
@@ -75,6 +70,29 @@ TEST(SettingTheContext, LeavesTheUtilitiesZeroedWithoutTheCallback) {
     ZEBDiscoverySDKError error = 0;
     EXPECT_EQ(discoverer.createParser("x", &error), nullptr);
     EXPECT_EQ(error, 9);
+}
+
+TEST(SettingTheContext, AgainReplacesTheContextAndTheUtilities) {
+    FakeHost host;
+    host.utils.context = &host;
+    TestDiscoverer discoverer(host);
+    host.setContext();
+    host.utils = {};
+    bool zeroed = false;
+    host.on["fillUtils"] = [&] { zeroed = isZeroed(*discoverer.getUtils()); };
+    host.callbacks.fillUtils = nullptr; // comes too late: the table was copied
+
+    host.entry.setContext(host.discoverer, kContext);
+    discoverer.notifyStarted(0);
+    host.setContext();
+    discoverer.notifyStopped(0);
+
+    EXPECT_TRUE(zeroed);
+    EXPECT_EQ(host.callsOf("fillUtils").size(), 3U);
+    const std::vector<std::string> complaints = host.complaints();
+    EXPECT_THAT(complaints, Contains("fillUtils: not the host's context"));
+    EXPECT_THAT(complaints, Contains("discovererStarted: not the host's context"));
+    EXPECT_THAT(complaints, Not(Contains("discovererStopped: not the host's context")));
 }
 
 TEST_F(ASingleHandleDiscoverer, HasNoHandleAndIgnoresEvents) {
@@ -213,110 +231,6 @@ TEST_F(ADiscoverer, HasNoDescription) {
     host.entry.setExternalContext(host.discoverer, kContext);
 
     EXPECT_THAT(host.calls(), IsEmpty());
-}
-
-// The event handles.
-
-TEST_F(ADiscoverer, PublishesNullArraysWhenThereNeverWasAHandle) {
-    int* flags = reinterpret_cast<int*>(this);
-
-    EXPECT_EQ(host.entry.getMultipleEventHandlesEx(host.discoverer, &flags), nullptr);
-    EXPECT_EQ(flags, nullptr);
-    EXPECT_EQ(host.entry.getMultipleEventHandlesEx(host.discoverer, nullptr), nullptr);
-}
-
-TEST_F(ADiscoverer, PublishesHandlesWithTheirFlags) {
-    const int seven = 7, eight = 8;
-    discoverer.addEventHandle(&seven, false, true);
-    discoverer.addEventHandle(&eight, false, false);
-
-    EXPECT_THAT(host.handles(), ElementsAre(std::pair(7, 1), std::pair(8, 0)));
-    EXPECT_THAT(host.calls(), IsEmpty());
-}
-
-TEST_F(ADiscoverer, LeavesPublishedArraysAloneUntilAskedAgain) {
-    const int seven = 7, eight = 8;
-    discoverer.addEventHandle(&seven, false, false);
-    int* flags = nullptr;
-    const int* published = host.entry.getMultipleEventHandlesEx(host.discoverer, &flags);
-
-    discoverer.addEventHandle(&eight, false, true);
-    discoverer.removeEventHandle(&seven, false);
-    discoverer.setEventHandleWriteNotifications(&seven, true, false);
-
-    EXPECT_THAT(std::vector<int>(published, published + 2), ElementsAre(7, -1));
-    EXPECT_EQ(flags[0], 0);
-    EXPECT_THAT(host.handles(), ElementsAre(std::pair(8, 1)));
-}
-
-TEST_F(ADiscoverer, TellsTheHostOfChangedHandlesOnRequest) {
-    const int seven = 7;
-    const Call changed{"eventHandlesChanged", {host.discoverer}};
-
-    discoverer.addEventHandle(&seven, true, false);
-    EXPECT_THAT(host.takeCalls(), ElementsAre(changed));
-    discoverer.setEventHandleWriteNotifications(&seven, true, true);
-    EXPECT_THAT(host.takeCalls(), ElementsAre(changed));
-    EXPECT_THAT(host.handles(), ElementsAre(std::pair(7, 1)));
-    discoverer.removeEventHandle(&seven, true);
-    EXPECT_THAT(host.takeCalls(), ElementsAre(changed));
-    EXPECT_THAT(host.handles(), IsEmpty());
-    discoverer.setEventHandleWriteNotifications(&seven, true, false);
-    EXPECT_THAT(host.takeCalls(), IsEmpty());
-}
-
-TEST_F(ADiscoverer, TellsTheHostAfterItsLockIsFree) {
-    const int seven = 7;
-    std::vector<std::pair<int, int>> seen;
-    host.on["eventHandlesChanged"] = [&] { seen = host.handles(); };
-
-    discoverer.addEventHandle(&seven, true, true);
-    EXPECT_THAT(seen, ElementsAre(std::pair(7, 1)));
-    discoverer.setEventHandleWriteNotifications(&seven, false, true);
-    EXPECT_THAT(seen, ElementsAre(std::pair(7, 0)));
-    discoverer.removeEventHandle(&seven, true);
-    EXPECT_THAT(seen, IsEmpty());
-}
-
-TEST_F(ADiscoverer, IgnoresNullHandles) {
-    discoverer.addEventHandle(nullptr, true, true);
-    discoverer.removeEventHandle(nullptr, true);
-    discoverer.setEventHandleWriteNotifications(nullptr, true, true);
-
-    EXPECT_THAT(host.calls(), IsEmpty());
-    EXPECT_THAT(host.handles(), IsEmpty());
-}
-
-TEST_F(ASingleHandleDiscoverer, StopsWhenMultipleHandlesAreChanged) {
-    EXPECT_ASSERTION(discoverer.addEventHandle(nullptr, false, false), "common/ZEBDiscovererImpl\\.cpp",
-                     "isUsingMultipleHandles()");
-    EXPECT_ASSERTION(discoverer.removeEventHandle(nullptr, false), "common/ZEBDiscovererImpl\\.cpp",
-                     "isUsingMultipleHandles()");
-    EXPECT_ASSERTION(discoverer.setEventHandleWriteNotifications(nullptr, false, false),
-                     "common/ZEBDiscovererImpl\\.cpp", "isUsingMultipleHandles()");
-    EXPECT_ASSERTION(discoverer.setTimerForHandle(&gHandle, 1), "common/ZEBDiscovererImpl\\.cpp",
-                     "isUsingMultipleHandles()");
-}
-
-TEST_F(ADiscoverer, GoesOnWithThePublishedHandlesWhenOutOfMemory) {
-    for (int handle = 7; handle < 9; ++handle)
-        discoverer.addEventHandle(&handle, false, false);
-    const auto before = host.handles();
-    for (int handle = 100; handle < 120; ++handle)
-        discoverer.addEventHandle(&handle, false, true);
-    int* flags = nullptr;
-    const int* published = nullptr;
-
-    {
-        const FailingNew failing = FailingNew::at(1);
-        published = discoverer.Base::getMultipleEventHandlesEx(&flags);
-    }
-    ASSERT_NE(published, nullptr);
-
-    EXPECT_THAT(std::vector<int>(published, published + 3), ElementsAre(7, 8, -1));
-    EXPECT_THAT(host.logLines(),
-                ElementsAre(LogLine{0, "Unable to prepare the multiple handles, out of memory"}));
-    EXPECT_EQ(host.handles().size(), before.size() + 20) << "there is memory again";
 }
 
 } // namespace

@@ -121,4 +121,9 @@ protected:
     TestDiscoverer& discoverer;
 };
 
+class WithSingleHandleDiscoverer : public WithDiscoverer {
+protected:
+    WithSingleHandleDiscoverer() : WithDiscoverer(false) {}
+};
+
 } // namespace zebtest

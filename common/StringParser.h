@@ -13,8 +13,8 @@ namespace zebdiscovery {
  */
 class StringParser {
 public:
-    /** The utilities record stays the caller's and must outlive the parser; so must not the text.
-     *  Throws DiscoveryException. */
+    /** The utilities record stays the caller's and must outlive the parser. The text stays the caller's too:
+     *  it is shown to the host's factory and not kept here. Throws DiscoveryException. */
     StringParser(const ZEBDiscoverySDKUtils* pUtils, const char* text);
     /** Ends the host's parser. Never throws: a host that does ends the process. */
     ~StringParser();

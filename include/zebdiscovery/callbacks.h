@@ -11,8 +11,15 @@
  * the discoverer is being made, comes with a null context. Unless a slot says otherwise a
  * callback is called on the host's thread, from inside an entry point
  * ([host-thread]); [any-thread] callbacks may also come from a thread of the
- * discoverer's own. A callback may throw nothing that the host wants to see
- * again: what it throws ends at the entry point it was called from.
+ * discoverer's own.
+ *
+ * A callback should not throw. What it throws inside an entry point counts as the
+ * operation's own failure and goes no further than that entry point; but when it is
+ * the line about a failure that throws, what the failure should have led to (a
+ * completion, say) may not come. Behind the other callbacks there is nothing to
+ * catch it: what a line throws that is logged while the discoverer is being made
+ * goes to the caller of ZEBDiscovererInitialize, and on a thread of a discoverer's
+ * own it ends where that thread ends it.
  *
  * SDK strings are NUL-terminated, made by allocString and freed by freeString.
  *
@@ -112,7 +119,7 @@ typedef struct ZEBDiscovererCallbacks {
      *  does not call it: its host asks before every wait. */
     void (*eventHandlesChanged)(void* context, ZEBDiscoverer* discoverer);
 
-    /** 92, 96, 100: not called. A host's function may take fewer arguments. */
+    /** 92, 96, 100: not called. */
     void (*forward92)(void* context, void* first, void* second);
     void (*forward96)(void* context, void* first, void* second);
     void (*forward100)(void* context, void* first, void* second);

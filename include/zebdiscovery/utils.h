@@ -3,7 +3,8 @@
  * string parser. The host fills the record when setContext asks for it (callback
  * fillUtils); every slot may be null. The record is valid until the discoverer is
  * destroyed. Slots are called on the thread that uses the parser or generator,
- * which in this system is the host's own.
+ * which in this system is the host's own. The two that end a parser or generator
+ * must not throw: they are called by destructors, so the process would end.
  */
 #ifndef ZEBDISCOVERY_UTILS_H
 #define ZEBDISCOVERY_UTILS_H

@@ -1,5 +1,9 @@
 #include "tests/common/HandleSets.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
 using namespace testing;
 using namespace zebtest;
 
@@ -78,6 +82,76 @@ TEST(ABrokenHandleSet, StopsEveryOperation) {
     EXPECT_DEATH((void)(good == *broken()), kText);
     EXPECT_DEATH(good = *broken(), kText);
     EXPECT_DEATH(*broken() = good, kText);
+}
+
+// The way out. An operation can only break its set when the memory of the set is not what it seems: here the
+// two arrays overlap, so that what is written to one of them changes the other.
+
+struct Overlapping {
+    int memory[64];
+    Members members;
+};
+
+/** Handles 1, 101, 102, with the flags lying `distance` entries behind them; lives as long as the process. */
+HandleSet& overlapping(int distance) {
+    static Overlapping lies;
+    std::fill(std::begin(lies.memory), std::end(lies.memory), -1);
+    int* const handles = lies.memory + 32;
+    const int first[] = {1, 101, 102};
+    std::copy(std::begin(first), std::end(first), handles);
+    lies.members = {handles, handles + distance, 3, 15};
+    auto* set = new HandleSet;
+    overwrite(*set, lies.members);
+    set->eventHandles(); // all is well
+    return *set;
+}
+
+TEST(AHandleSetThatAnOperationBreaks, IsFoundOutOnTheWayOutOfIt) {
+    const int seven = 7, second = 101;
+    HandleSet twoFlags, none;
+    add(twoFlags, 7, true), add(twoFlags, 8, true);
+    constexpr char kTwice[] = "mpEventHandles\\[i\\] != mpEventHandles\\[j\\]";
+    constexpr char kNone[] = "mpEventHandles\\[i\\] != ZEBDiscovererNoEventHandle";
+
+    EXPECT_DEATH(overlapping(-2).addHandle(&seven, true), kTwice) << "the flag 1 becomes the second handle";
+    EXPECT_DEATH(overlapping(1).setHandleWriteNotifications(&second, true), kTwice) << "the third";
+    EXPECT_DEATH(remove(overlapping(1), 1), kNone) << "the end moves down twice";
+    EXPECT_DEATH(overlapping(0) = twoFlags, kTwice) << "two flags become the handles";
+}
+
+void copyFlagsOverTheHandlesOfTheSource() {
+    HandleSet from, to;
+    add(from, 7, true), add(from, 8, true);
+    fill(to, 3);
+    Members members = membersOf(to);
+    members.writeNotification = membersOf(from).handles;
+    overwrite(to, members);
+    to = from;
+}
+
+/** A set whose handles lie over its own count: emptying it writes "no handle" there. */
+void clearASetThatHoldsItself() {
+    static int flags[2];
+    auto* set = new HandleSet;
+    int* const count = reinterpret_cast<int*>(reinterpret_cast<char*>(set) + offsetof(Members, count));
+    overwrite(*set, {count, flags, 1, ~uint32_t{0}});
+    set->clear();
+}
+
+TEST(AHandleSetThatAnOperationBreaks, IsFoundOutAlsoWhenItIsTheSourceOrIsEmptied) {
+    EXPECT_DEATH(copyFlagsOverTheHandlesOfTheSource(), "mpEventHandles\\[i\\] != mpEventHandles\\[j\\]");
+    EXPECT_DEATH(clearASetThatHoldsItself(), "mpEventHandles\\[i\\] != ZEBDiscovererNoEventHandle");
+}
+
+/** What a broken set ends with names the function that holds the condition, not the operation. */
+TEST(ABrokenHandleSet, NamesTheFunctionThatFoundIt) {
+    EXPECT_DEATH(breakAndUse([](Members& m) { m.capacity = 2; }), "HandleSet::checkInvariance\\(\\) const: ");
+    EXPECT_DEATH(breakAndUse([](Members& m) { m.handles[1] = 100; }),
+                 "HandleSet::checkEveryHandleIsUnique\\(\\) const: ");
+    HandleSet set;
+    EXPECT_DEATH(add(set, -1), "HandleSet::addHandle\\(.*\\): ");
+    EXPECT_DEATH(set.setHandleWriteNotifications(nullptr, true),
+                 "HandleSet::setHandleWriteNotifications\\(.*\\): ");
 }
 
 TEST(AHandleSetGivenNoHandle, Stops) {

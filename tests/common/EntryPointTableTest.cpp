@@ -1,3 +1,4 @@
+#include "common/EntryPoints.h"
 #include "tests/common/Slots.h"
 #include "tests/common/TestDiscoverer.h"
 #include "tests/support/StandardErrorCapture.h"
@@ -83,6 +84,51 @@ TEST(AnEntryPointTable, OfSizeZeroMayBeNull) {
     const TestDiscoverer discoverer(nullptr, 0, nullptr, 0, true);
 
     EXPECT_TRUE(discoverer.isUsingMultipleHandles());
+}
+
+// The way back: what is copied of the host's callbacks.
+
+using CallbackBytes = std::array<unsigned char, sizeof(ZEBDiscovererCallbacks) + kBeyond>;
+
+/** A host's table of callbacks, and what lies behind it: no byte like its neighbours. */
+CallbackBytes hostsCallbacks() {
+    CallbackBytes bytes;
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<unsigned char>(i + 1);
+    return bytes;
+}
+
+TEST(TheCopiedCallbacks, AreTheWholeSlotsOfEverySizeAndNullBehind) {
+    const CallbackBytes host = hostsCallbacks();
+    for (std::size_t size = 0; size <= host.size(); ++size) {
+        SCOPED_TRACE(size);
+        CallbackBytes memory;
+        memory.fill(FakeHost::kUntouched);
+
+        // Made in its place, so that a copy of too much would show behind it.
+        new (memory.data()) ZEBDiscovererCallbacks(
+            zebdiscovery::copyCallbacks(reinterpret_cast<const ZEBDiscovererCallbacks*>(host.data()), size));
+
+        CallbackBytes expected{};
+        const std::size_t slots = std::min<std::size_t>(size / kSlot, 38);
+        std::copy_n(host.begin(), slots * kSlot, expected.begin());
+        std::fill(expected.begin() + 38 * kSlot, expected.end(), FakeHost::kUntouched);
+        EXPECT_EQ(memory, expected);
+    }
+}
+
+TEST(TheCopiedCallbacks, AreThoseThatWereThereBeforeTheSameMemoryGotTheEntryPoints) {
+    FakeHost host;
+    std::array<void*, 38> both;
+    std::memcpy(&both, &host.callbacks, sizeof(both));
+
+    TestDiscoverer discoverer(&both, sizeof(ZEBDiscovererInterface), &both, sizeof(both), true);
+    discoverer.Base::setContext(&host);
+    discoverer.notifyStarted(5);
+
+    EXPECT_THAT(host.callsOf("discovererStarted"),
+                ElementsAre(Call{"discovererStarted", {discoverer.handle(), 5}}));
+    EXPECT_NE(std::memcmp(&both, &host.callbacks, sizeof(void*)), 0) << "and the entry points are there";
 }
 
 TEST(AnEntryPointTable, LeadsEachSlotToItsOwnOperation) {

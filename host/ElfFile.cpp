@@ -16,6 +16,7 @@ constexpr uint16_t kVersionHidden = 0x8000;
 
 struct Elf32 {
     using Header = Elf32_Ehdr;
+    using Segment = Elf32_Phdr;
     using Section = Elf32_Shdr;
     using Symbol = Elf32_Sym;
     using Definition = Elf32_Verdef;
@@ -24,6 +25,7 @@ struct Elf32 {
 
 struct Elf64 {
     using Header = Elf64_Ehdr;
+    using Segment = Elf64_Phdr;
     using Section = Elf64_Shdr;
     using Symbol = Elf64_Sym;
     using Definition = Elf64_Verdef;
@@ -118,6 +120,19 @@ std::optional<std::vector<std::string>> versionsOf(std::string_view file, std::s
     return versions;
 }
 
+template <class Elf>
+bool segmentsLieWithin(std::string_view file, uint64_t size) {
+    auto header = recordAt<typename Elf::Header>(file, 0);
+    for (uint16_t i = 0; i < header.e_phnum; ++i) {
+        auto segment = recordAt<typename Elf::Segment>(file, header.e_phoff +
+                                                                 uint64_t{i} * sizeof(typename Elf::Segment));
+        uint64_t end = uint64_t{segment.p_offset} + segment.p_filesz;
+        if (segment.p_type == PT_LOAD && (end > size || end < segment.p_offset))
+            return false;
+    }
+    return true;
+}
+
 std::string machineName(uint16_t machine) {
     switch (machine) {
     case EM_ARM:
@@ -175,6 +190,13 @@ std::optional<std::vector<std::string>> exportedVersions(std::string_view file, 
     return identity->bits == 64 ? versionsOf<Elf64>(file, symbol) : versionsOf<Elf32>(file, symbol);
 } catch (const Damaged&) {
     return std::nullopt;
+}
+
+bool endsBeforeItsSegments(std::string_view start, uint64_t size) try {
+    return elfIdentity(start)->bits == 64 ? !segmentsLieWithin<Elf64>(start, size)
+                                          : !segmentsLieWithin<Elf32>(start, size);
+} catch (const Damaged&) {
+    return true;
 }
 
 } // namespace zebhost

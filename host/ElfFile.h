@@ -34,4 +34,10 @@ ElfIdentity ownElfIdentity();
  */
 std::optional<std::vector<std::string>> exportedVersions(std::string_view file, std::string_view symbol);
 
+/**
+ * Is an ELF file of this machine's byte order cut off before the end of what the loader maps? Such a file
+ * ends a process that loads it. start are its first bytes, or all, and size is how many there are.
+ */
+bool endsBeforeItsSegments(std::string_view start, uint64_t size);
+
 } // namespace zebhost

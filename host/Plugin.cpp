@@ -5,6 +5,8 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <link.h>
+#include <new>
+#include <vector>
 
 namespace zebhost {
 namespace {
@@ -19,8 +21,33 @@ void refuseFaulty(const std::string& path) {
         throw HostError(fault);
 }
 
+/** Where the loader looks for bare names before it asks its cache. */
+std::vector<std::string> loaderFolders() {
+    std::unique_ptr<void, int (*)(void*)> program(dlopen(nullptr, RTLD_NOW), dlclose);
+    Dl_serinfo size{};
+    if (dlinfo(program.get(), RTLD_DI_SERINFOSIZE, &size) != 0)
+        return {};
+    std::vector<std::max_align_t> room(size.dls_size / sizeof(std::max_align_t) + 1);
+    auto* info = new (room.data()) Dl_serinfo(size);
+    std::vector<std::string> folders;
+    if (dlinfo(program.get(), RTLD_DI_SERINFO, info) == 0)
+        for (const Dl_serpath* path = info->dls_serpath; path != info->dls_serpath + info->dls_cnt; ++path)
+            folders.emplace_back(path->dls_name);
+    return folders;
+}
+
+/** The loader passes over what it can't load; what it would not survive must not be there. */
+void refuseHarmful(const std::string& fileName) {
+    for (const std::string& folder : loaderFolders()) {
+        if (PluginFile file = inspectPlugin(folder + "/" + fileName); file.isHarmful)
+            throw HostError(file.fault);
+    }
+}
+
 void* load(const std::string& path) {
-    if (!isBareName(path))
+    if (isBareName(path))
+        refuseHarmful(path);
+    else
         refuseFaulty(path);
     void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library != nullptr)

@@ -17,6 +17,8 @@ struct PluginFile {
     std::optional<std::vector<std::string>> entryVersions;
     /** Why this host can't load it, as a sentence; empty when nothing speaks against it. */
     std::string fault;
+    /** Loading it would not just fail: it would end the process, or never return. */
+    bool isHarmful = false;
 };
 
 PluginFile inspectPlugin(const std::string& path);

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -127,6 +128,25 @@ TEST(TheCommand, EndsWithSuccessWhenItIsTerminated) {
     EXPECT_EQ(pclose(pipe), 0);
     EXPECT_THAT(output, HasSubstr(R"("event":"stopped")"));
     keepLines(output);
+}
+
+// Named without a folder it is the loader's to find, which would map it, or wait for it.
+TEST(TheCommand, LooksAtAPluginInTheLibraryPathBeforeTheLoaderDoes) {
+    std::string folder = "/tmp/library.XXXXXX";
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
+    std::filesystem::copy(TEST_PLUGIN, folder + "/cut.so");
+    std::filesystem::resize_file(folder + "/cut.so", 5000);
+    ASSERT_EQ(mkfifo((folder + "/fifo.so").c_str(), 0600), 0);
+    setenv("LD_LIBRARY_PATH", folder.c_str(), 1);
+
+    Result cut = zebhost("doctor --plugin cut.so");
+    Result fifo = zebhost("doctor --plugin fifo.so");
+
+    unsetenv("LD_LIBRARY_PATH");
+    std::filesystem::remove_all(folder);
+    EXPECT_THAT(cut.output, HasSubstr(folder + "/cut.so is cut off: the file ends before its segments do"));
+    EXPECT_THAT(fifo.output, HasSubstr(folder + "/fifo.so is no plug-in: it is no file"));
+    EXPECT_THAT((std::vector{cut.status, fifo.status}), Each(1));
 }
 
 /** A configuration file for as long as this lives. */

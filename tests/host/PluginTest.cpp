@@ -3,10 +3,13 @@
 #include "host/PluginFile.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <elf.h>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <link.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace testing;
@@ -47,6 +50,23 @@ unsigned char otherClass() {
     return contentOf(TEST_PLUGIN)[EI_CLASS] == ELFCLASS32 ? ELFCLASS64 : ELFCLASS32;
 }
 
+template <class Header, class Segment>
+size_t endOfSegments(const std::string& file) {
+    Header header{};
+    std::memcpy(&header, file.data(), sizeof header);
+    size_t end = 0;
+    for (size_t i = 0; i < header.e_phnum; ++i) {
+        Segment segment{};
+        std::memcpy(&segment, file.data() + header.e_phoff + i * sizeof segment, sizeof segment);
+        if (segment.p_type == PT_LOAD)
+            end = std::max(end, static_cast<size_t>(segment.p_offset + segment.p_filesz));
+    }
+    return end;
+}
+
+/** Where the last byte lies that the loader maps. */
+size_t endOfSegments(const std::string& file) { return endOfSegments<ElfW(Ehdr), ElfW(Phdr)>(file); }
+
 void expectFault(const std::string& path, const std::string& sentence) {
     EXPECT_THAT([&] { Plugin plugin(path); }, ThrowsMessage<HostError>(HasSubstr(sentence))) << path;
 }
@@ -84,10 +104,34 @@ TEST(AFaultyPlugin, HasASentenceOfItsOwn) {
 }
 
 TEST(AFaultyPlugin, IsLeftToTheLoaderWhereItsTablesAreDamaged) {
-    const AFile header(contentOf(TEST_PLUGIN).substr(0, sizeof(Elf64_Ehdr)));
+    std::string bytes = contentOf(TEST_PLUGIN);
+    bytes.resize(endOfSegments(bytes));
+    const AFile withoutSections(bytes);
 
-    EXPECT_EQ(inspectPlugin(header.path()).entryVersions, std::nullopt);
-    expectFault(header.path(), "the plug-in can't be loaded: ");
+    EXPECT_EQ(inspectPlugin(withoutSections.path()).entryVersions, std::nullopt);
+    EXPECT_NE(Plugin(withoutSections.path()).initialize(), nullptr);
+}
+
+// The loader maps a file that was cut off, and the process ends when it touches what is missing.
+TEST(AFaultyPlugin, IsNotLoadedWhenItsSegmentsAreCutOff) {
+    const std::string bytes = contentOf(PLUGIN);
+    const size_t end = endOfSegments(bytes);
+    for (size_t length = sizeof(ElfW(Ehdr)); length < end; length += length < 2000 ? 97 : 4099) {
+        const AFile cut(bytes.substr(0, length));
+        expectFault(cut.path(),
+                    cut.path() + " is cut off: the file ends before its segments do; copy it again");
+    }
+    expectFault(AFile(bytes.substr(0, end - 1)).path(), "the file ends before its segments do");
+    EXPECT_EQ(inspectPlugin(AFile(bytes.substr(0, end)).path()).fault, "");
+    EXPECT_EQ(inspectPlugin(AFile(bytes.substr(0, bytes.size() - 1)).path()).fault, "");
+}
+
+TEST(AFaultyPlugin, IsNotWaitedForWhenItIsAFifo) {
+    const AFile fifo("");
+    std::filesystem::remove(fifo.path());
+    ASSERT_EQ(mkfifo(fifo.path().c_str(), 0600), 0);
+
+    expectFault(fifo.path(), fifo.path() + " is no plug-in: it is no file, but a device, a FIFO or a socket");
 }
 
 TEST(AnElfFile, ExportsASymbolInTheVersionsItDefines) {

@@ -79,11 +79,13 @@ void Host::end() {
     mPhase = Phase::Destroyed;
 }
 
-void Host::reportLeaks() {
+void Host::conclude() {
     mDevices.reportHeld();
     if (mIsSubscribed)
         mOutput.violation("the discoverer never unsubscribed from its device provider");
     mStrings.reportLeaks();
+    for (ZEBDiscoverySDKError error : std::exchange(mStops, {}))
+        mOutput.report(StoppedEvent{error});
 }
 
 bool Host::mayCall(const char* callback) {
@@ -103,7 +105,7 @@ bool Host::mayCallOnHostThread(const char* callback) {
 }
 
 void Host::discovererStopped(ZEBDiscoverySDKError error) {
-    mOutput.report(StoppedEvent{error});
+    mStops.push_back(error);
     mHasStopped = !mIsEnding;
 }
 

@@ -48,8 +48,9 @@ public:
     /** Stop the discoverer, destroy its entities and then itself. The plug-in may be unloaded after. */
     void end();
 
-    /** Call after unloading: violations for what is still missing. */
-    void reportLeaks();
+    /** Call after unloading: violations for what is still missing, and as the last line that the discoverer
+     *  has stopped. */
+    void conclude();
 
     /** The discoverer stopped by itself. */
     bool hasStopped() const { return mHasStopped; }
@@ -99,6 +100,8 @@ private:
     bool mIsStarted = false;
     bool mIsEnding = false;
     bool mHasStopped = false;
+    /** Told by the discoverer, and not yet by us. */
+    std::vector<ZEBDiscoverySDKError> mStops;
     bool mIsSubscribed = false;
 
     Discoverer mDiscoverer;

@@ -15,6 +15,14 @@ namespace zebhost {
 namespace {
 
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+/** One that is ignored at the start (nohup, a shell's background) stays so: blocked, it would be kept for us.
+ */
+bool isIgnored(int signal) {
+    struct sigaction action {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 // 0 would stand for sd-event's default of 250 ms.
 constexpr uint64_t kAccuracyUs = 1;
 
@@ -82,6 +90,8 @@ void Loop::watchSignals(std::function<void(int)> handler) {
         return 0;
     };
     for (size_t i = 0; i < std::size(kEndingSignals); ++i) {
+        if (isIgnored(kEndingSignals[i]))
+            continue;
         sd_event_source* source = nullptr;
         throwIfFailed(sd_event_add_signal(mpEvent, &source, kEndingSignals[i], trampoline, this),
                       "sd_event_add_signal");
@@ -128,8 +138,10 @@ void Timer::cancel() { mSource.reset(); }
 void blockSignals() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (int signal : kEndingSignals)
-        sigaddset(&signals, signal);
+    for (int signal : kEndingSignals) {
+        if (!isIgnored(signal))
+            sigaddset(&signals, signal);
+    }
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 

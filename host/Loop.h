@@ -33,7 +33,8 @@ public:
     /** Have beforeWait called soon. [any-thread] */
     void wake();
 
-    /** Have handler called for SIGINT, SIGTERM and SIGHUP. They must be blocked on every thread. */
+    /** Have handler called for SIGINT, SIGTERM and SIGHUP, but for those that the process ignores. They must
+     *  be blocked on every thread. */
     void watchSignals(std::function<void(int)> handler);
 
     /** Have it told when the loop starts to wait (true) and when it ends to; null ends that. */
@@ -82,8 +83,9 @@ private:
     Source mSource;
 };
 
-/** Block the signals that end a run, on this thread and those that it will start. So they never
- *  interrupt a system call of the plug-in: libusb fails an event call that a signal interrupts. */
+/** Block the signals that end a run, but for those that the process ignores, on this thread and those that it
+ * will start. So they never interrupt a system call of the plug-in: libusb fails an event call that a signal
+ * interrupts. */
 void blockSignals();
 
 } // namespace zebhost

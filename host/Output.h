@@ -18,7 +18,7 @@ constexpr int kJsonSchema = 1;
 std::string jsonLine(uint64_t timeUs, const Event& event);
 
 /** One line for people, without a line feed: seconds since the start, then what happened. Control
- *  characters of a device's texts are shown as "?". */
+ *  characters of a device's texts are shown as "?", bytes that are not UTF-8 as U+FFFD. */
 std::string plainLine(uint64_t sinceStartUs, const Event& event, bool colours);
 
 /** What the codes of the interest descriptions stand for; "" for an unknown one. */

@@ -99,7 +99,7 @@ ExitStatus run(const RunOptions& options, std::FILE* out) {
         Plugin plugin(options.plugin.empty() ? defaultPluginPath() : options.plugin);
         drive(options, plugin, loop, host, output, tracing ? &*tracing : nullptr);
     }
-    host.reportLeaks();
+    host.conclude();
     if (output.violations() > 0)
         return kExitViolation;
     return host.hasStopped() || output.broken() ? kExitFailed : kExitDone;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 namespace zebhost {
@@ -27,8 +28,10 @@ const char* sequence(Colour colour) {
 
 bool coloursWanted(std::FILE* file) {
     const char* noColour = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
     bool wanted = noColour == nullptr || *noColour == '\0';
-    return wanted && isatty(fileno(file));
+    bool isDumb = terminal != nullptr && std::string_view(terminal) == "dumb";
+    return wanted && !isDumb && isatty(fileno(file));
 }
 
 std::string painted(std::string text, Colour colour, bool colours) {
@@ -37,8 +40,13 @@ std::string painted(std::string text, Colour colour, bool colours) {
     return sequence(colour) + text + "\033[0m";
 }
 
+std::string asUtf8(std::string_view text) {
+    using Json = nlohmann::json;
+    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
+}
+
 std::string printable(std::string_view text) {
-    std::string shown(text);
+    std::string shown = asUtf8(text);
     unsigned previous = 0;
     for (char& c : shown) {
         unsigned byte = static_cast<unsigned char>(c);

@@ -56,7 +56,12 @@ const Row kRows[] = {
     {"run --property =value", 2, "is not KEY=VALUE"},
     {"list --help", 0, "zebhost list --json"},
     {"list --deny phone", 2, "\"phone\" is not VID or VID:PID"},
-    {"list >/dev/full", 1, ""},
+    {"list 2>&1 >/dev/full; echo status $?", 0,
+     "zebhost: the output can't be written: No space left on device\nstatus 1"},
+    {"phones --json 2>&1 >/dev/full; echo status $?", 0,
+     "zebhost: the output can't be written: No space left on device\nstatus 1"},
+    {"run --plugin " TEST_PLUGIN " 2>&1 >/dev/full; echo status $?", 0,
+     "zebhost: the output can't be written: No space left on device\nstatus 1"},
     {"explain --help", 0, "zebhost explain 1-1.2"},
     {"explain", 2, "DEVICE is required"},
     {"explain 9-9", 1, "zebhost: there is no device \"9-9\": give BUS:DEV or a port"},
@@ -82,6 +87,7 @@ const Row kRows[] = {
      0, "stopped"},
     {"run --plugin " TEST_PLUGIN " --for 0.05 --offer-all", 0,
      "advice     with --offer-all the plug-in asks"},
+    {"report $(printf '/no/\\233such')", 1, "zebhost: there is no trace /no/\xef\xbf\xbdsuch"},
     {"run --plugin /no/such.so", 1, "zebhost: there is no plug-in /no/such.so"},
     {"run --plugin " TEST_PLUGIN " --property strange=1", 1, "does not take the property \"strange\""},
     {"run --plugin " TEST_PLUGIN " --for 0.05 --json", 0, "\"event\":\"stopped\""},
@@ -99,6 +105,21 @@ TEST(TheCommand, AnswersInWordsAndInItsExitStatus) {
         EXPECT_EQ(result.status, row.status) << row.arguments << "\n" << result.output;
         EXPECT_THAT(result.output, HasSubstr(row.says)) << row.arguments;
     }
+}
+
+TEST(TheCommand, IsSilentWhenItsReaderHasGone) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    ASSERT_EQ(dup2(ends[1], 9), 9);
+
+    std::string small = zebhost("list 2>&1 >&9; echo status $?").output;
+    std::string large = zebhost("phones --json 2>&1 >&9; echo status $?").output;
+
+    close(ends[1]);
+    close(9);
+    EXPECT_EQ(small, "status 1\n");
+    EXPECT_EQ(large, "status 1\n");
 }
 
 TEST(TheCommand, ShowsTheLogUpToTheLevelThatWasAsked) {

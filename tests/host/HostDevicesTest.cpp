@@ -131,7 +131,7 @@ TEST_F(AHost, KeepsARecordUntilItsEntityIsDestroyed) {
 
     gHost.entityLost(gContext, entity(0));
     mHost.beforeWait();
-    mHost.reportLeaks();
+    mHost.conclude();
 
     EXPECT_THAT(mLines.of("entity", "device"), ElementsAre("4", "4", "4"));
     EXPECT_THAT(mLines.violations(), IsEmpty());
@@ -161,7 +161,7 @@ TEST_F(AHost, ReportsADeviceThatIsReleasedTwice) {
 TEST_F(AHost, ReportsADeviceThatWasNeverReleased) {
     mHost.devices().seen(phone(4));
 
-    mHost.reportLeaks();
+    mHost.conclude();
 
     EXPECT_THAT(mLines.violations(), ElementsAre("device Phone (usb 1-1) was never released"));
 }

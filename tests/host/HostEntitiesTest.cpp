@@ -145,7 +145,7 @@ TEST_F(AHostWithAFetchPending, AcceptsThatItsKeyIsFreedWithTheEntity) {
     };
 
     mHost.end();
-    mHost.reportLeaks();
+    mHost.conclude();
 
     EXPECT_THAT(mLines.violations(), IsEmpty());
 }

@@ -2,6 +2,7 @@
 #include "host/EntryPoints.h"
 #include "tests/host/TestHost.h"
 
+#include <csignal>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -272,6 +273,27 @@ TEST(TheEndingSignals, AreBlockedOnThreadsThatComeLater) {
         EXPECT_EQ(sigismember(&before, signal), 0) << signal;
         EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
     }
+}
+
+// As under nohup, and for SIGINT behind a shell without job control.
+TEST(TheEndingSignals, StayIgnoredWhenTheyAreAtTheStart) {
+    sigset_t before;
+    pthread_sigmask(SIG_BLOCK, nullptr, &before);
+    auto handler = std::signal(SIGHUP, SIG_IGN);
+    blockSignals();
+    Loop loop;
+    std::vector<int> told;
+    loop.watchSignals([&told](int signal) { told.push_back(signal); });
+
+    raise(SIGHUP);
+    raise(SIGTERM);
+    Timer end(loop, [&loop] { loop.quit(); });
+    end.arm(10'000);
+    loop.run([] {});
+
+    std::signal(SIGHUP, handler);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    EXPECT_THAT(told, ElementsAre(SIGTERM));
 }
 
 } // namespace

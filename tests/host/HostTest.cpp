@@ -56,6 +56,7 @@ TEST_F(AHost, SurvivesAPluginThatThrowsWhileItIsMade) {
 TEST_F(AHost, StopsTheDiscovererBeforeItDestroysIt) {
     mHost.end();
     mHost.end();
+    mHost.conclude();
 
     EXPECT_THAT(gCalls.made, ElementsAre("stop", "destroyDiscoverer"));
     EXPECT_THAT(mLines.of("stopped", "error"), ElementsAre("0"));
@@ -67,9 +68,23 @@ TEST_F(AHost, DoesNotStopADiscovererThatStoppedByItself) {
     EXPECT_TRUE(mHost.hasStopped());
 
     mHost.end();
+    mHost.conclude();
 
     EXPECT_THAT(gCalls.made, ElementsAre("destroyDiscoverer"));
     EXPECT_THAT(mLines.of("stopped", "error"), ElementsAre("15"));
+}
+
+TEST_F(AHost, TellsAsTheLastThingThatTheDiscovererHasStopped) {
+    addEntity(0);
+    gHost.allocString("forgotten", -1);
+
+    mHost.end();
+    mHost.conclude();
+
+    std::vector<std::string> events;
+    for (const nlohmann::json& line : mLines.all())
+        events.push_back(line["event"]);
+    EXPECT_THAT(events, ElementsAre("started", "entity", "entity", "violation", "stopped"));
 }
 
 TEST_F(AHost, CopiesTextUpToItsEnd) {
@@ -127,7 +142,7 @@ TEST_F(AHost, ReportsAStringThatWasNeverFreed) {
     gHost.allocString("forgotten", -1);
 
     mHost.end();
-    mHost.reportLeaks();
+    mHost.conclude();
 
     EXPECT_THAT(mLines.violations(), ElementsAre("a string was never freed: \"forgotten\""));
 }

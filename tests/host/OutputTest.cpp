@@ -1,6 +1,8 @@
 #include "host/Output.h"
 #include "tests/host/Lines.h"
 
+#include <cstdlib>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 
 using namespace testing;
@@ -111,6 +113,17 @@ TEST(APlainLine, LetsNoDeviceTouchTheTerminal) {
     EXPECT_THAT(line, EndsWith("a?[2J?b???c\xc3\xa9"));
 }
 
+TEST(APlainLine, ReplacesWhatIsNoUtf8AsAJsonLineDoes) {
+    // A control character of one byte, a character that is cut short, one that is too long, half of a pair.
+    for (const char* bytes : {"\x9b", "\xe2\x82", "\xc0\xaf", "\xed\xa0\x80", "\xff\xfe"}) {
+        LogEvent event{30, std::string("a") + bytes + "b"};
+
+        std::string asJson = nlohmann::json::parse(jsonLine(0, event))["text"];
+        EXPECT_THAT(plainLine(0, event, false), EndsWith("[30] " + asJson));
+        EXPECT_THAT(asJson, AllOf(StartsWith("a\xef\xbf\xbd"), EndsWith("b")));
+    }
+}
+
 TEST(APlainLine, IsColouredOnlyWhenAsked) {
     EXPECT_EQ(plainLine(0, ViolationEvent{"x"}, true), "    0.000  \033[31mVIOLATION  x\033[0m");
     EXPECT_EQ(plainLine(0, ViolationEvent{"x"}, false), "    0.000  VIOLATION  x");
@@ -120,6 +133,20 @@ TEST(AnOutput, IsNeverColouredInAFile) {
     Lines lines;
 
     EXPECT_EQ(plainFormFor(lines.file()), Output::Form::Plain);
+}
+
+TEST(AnOutput, IsColouredOnATerminalThatIsNotDumb) {
+    int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(terminal, 0);
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(fdopen(terminal, "w"), std::fclose);
+    unsetenv("NO_COLOR");
+
+    setenv("TERM", "xterm", 1);
+    EXPECT_EQ(plainFormFor(file.get()), Output::Form::Coloured);
+    setenv("TERM", "dumb", 1);
+    EXPECT_EQ(plainFormFor(file.get()), Output::Form::Plain);
+    unsetenv("TERM");
+    EXPECT_EQ(plainFormFor(file.get()), Output::Form::Coloured);
 }
 
 TEST(AnOutput, WritesEachLineAtOnce) {

@@ -99,6 +99,7 @@ TEST(ARun, ReportsEveryWayToBreakTheContract) {
         EXPECT_EQ(run.end(), row.violations.empty() ? kExitDone : kExitViolation);
         EXPECT_EQ(run.of("violation", "text"), row.violations);
         EXPECT_THAT(run.of("entity", "action"), Contains("destroyed"));
+        EXPECT_EQ(run.story().back(), "stopped");
     }
 }
 

@@ -57,8 +57,7 @@ int64_t awaitSwitch(UsbfsDevice& phone) {
 void playRound(zebphones::Testbed& bed, const std::filesystem::path& folder) {
     std::string commandLine;
     zebphones::HostProcess host({folder / "zebhost", "run", "--json", "--plugin", zebbench::pluginPath()},
-                                "libumockdev-preload.so.0:" +
-                                    (folder / "libzebphones-euidaccess.so").string(),
+                                (folder / "libzebphones-preload.so").string() + ":libumockdev-preload.so.0",
                                 [&commandLine](const std::string& line) {
                                     if (line.find("t=USBAAP") != std::string::npos)
                                         commandLine = line;

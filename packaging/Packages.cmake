@@ -60,7 +60,7 @@ if(TARGET zebphones-demo AND TARGET zebhost)
     zeb_package(phones zebphones utils "simulated phones for discoverer plug-ins
 Phones on an emulated USB bus, which the host for discoverer plug-ins
 finds without any USB hardware and without privilege."
-                $<TARGET_FILE:zebphones-demo> $<TARGET_FILE:zebphones-euidaccess>)
+                $<TARGET_FILE:zebphones-demo> $<TARGET_FILE:zebphones-preload>)
     set(CPACK_DEBIAN_PHONES_PACKAGE_DEPENDS "zebhost ${this}")
 endif()
 zeb_package(dev libzebdiscovery-dev libdevel "development files for discoverers and their hosts

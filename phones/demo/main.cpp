@@ -71,10 +71,10 @@ void endOnInterrupt() {
 // Beside the program, as they are built, or where they are installed with it.
 zebphones::DemoFiles filesOf(const std::filesystem::path& program) {
     const auto folder = program.parent_path();
-    auto library = folder / "libzebphones-euidaccess.so";
+    auto library = folder / "libzebphones-preload.so";
     if (!exists(library))
         library = folder / ZEB_PLUGIN_WAY / library.filename();
-    return {.zebhost = folder / "zebhost", .preload = "libumockdev-preload.so.0:" + library.string()};
+    return {.zebhost = folder / "zebhost", .preload = library.string() + ":libumockdev-preload.so.0"};
 }
 
 int list(const zebphones::Catalogue& catalogue) {

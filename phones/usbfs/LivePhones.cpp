@@ -34,11 +34,6 @@ bool LivePhones::step() {
     return true;
 }
 
-void LivePhones::tellAgain(int port) {
-    if (mPhones.at(port).device)
-        mBed.tellAgain(port);
-}
-
 std::vector<Exchange> LivePhones::received(int port) const {
     const Phone& phone = mPhones.at(port);
     // On the bus the model belongs to the bed's thread as well.

@@ -25,8 +25,6 @@ public:
     void unplug(int port);
     // The change of the bus that is most overdue; false: nothing was due. Call it every few milliseconds.
     bool step();
-    // Tells the system of a phone that is there once more; see the bed's.
-    void tellAgain(int port);
     // How often something has come or gone, which the system was told of.
     std::size_t changes() const { return mChanges; }
 

@@ -71,8 +71,6 @@ int Testbed::nextAddress() {
     return mLastAddress;
 }
 
-void Testbed::tellAgain(int port) { umockdev_testbed_uevent(mBed.get(), sysPath(port).c_str(), "change"); }
-
 void Testbed::unplug(int port) { takeAway(port); }
 
 std::shared_ptr<PhoneModel> Testbed::takeAway(int port) {

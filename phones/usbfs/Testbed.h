@@ -34,9 +34,6 @@ public:
     // The two steps of that, apart.
     std::shared_ptr<PhoneModel> takeAway(int port);
     std::shared_ptr<UsbfsDevice> bringBack(std::shared_ptr<PhoneModel> model, int port);
-    // The system is told of a plugged device once more: the library that emulates the nodes loses a message
-    // now and then when other threads open and close files meanwhile.
-    void tellAgain(int port);
 
     // Of a plugged device.
     UsbfsDevice& at(int port) { return *mPlugged.at(port).device; }

@@ -13,7 +13,7 @@ LIBRARIES = "usr/lib/x86_64-linux-gnu"
 def on_bed(*host):
     """Runs a host against simulated phones; the phones and what shows them are the installed ones."""
     root = scratch.installed_root()
-    preload = f"libumockdev-preload.so.0:{root}/{LIBRARIES}/zebdiscovery/libzebphones-euidaccess.so"
+    preload = f"{root}/{LIBRARIES}/zebdiscovery/libzebphones-preload.so:libumockdev-preload.so.0"
     return scratch.run(os.environ["ZEB_ON_BED"], preload, *host,
                        env={**os.environ, "ZEBPHONES_MODELS": str(root / "usr/share/zebphones/models")})
 

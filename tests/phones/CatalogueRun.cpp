@@ -21,8 +21,6 @@ constexpr auto kLook = 10ms;
 constexpr std::size_t kMostUnseen = 5;
 // The slowest phone needs a bit over five seconds; a busy machine may need many times that.
 constexpr auto kPatience = 200s;
-// After so long each phone that the host has said nothing of is told of again.
-constexpr auto kUnheard = 8s;
 
 std::string nameOfPort(int port) { return "1-" + std::to_string(port); }
 
@@ -113,15 +111,7 @@ void CatalogueRun::play(zebhost::LiveRun& run, LivePhones& phones, const Files& 
             links.add(port, file.linkAddress);
         phones.plug(file.phone, port);
     }
-    const auto unheard = LivePhones::Clock::now() + kUnheard;
-    bool isToldAgain = false;
-    stepUntil(run, phones, [&] {
-        if (!isToldAgain && LivePhones::Clock::now() > unheard) {
-            isToldAgain = true;
-            tellUnheardAgain(phones, files);
-        }
-        return isAsExpected(files);
-    });
+    stepUntil(run, phones, [&] { return isAsExpected(files); });
     for (const auto& [port, file] : files) {
         mResults[file.name] = {mStories.of(nameOfPort(port)), phones.calls(port), phones.received(port)};
         phones.unplug(port);
@@ -129,13 +119,6 @@ void CatalogueRun::play(zebhost::LiveRun& run, LivePhones& phones, const Files& 
     for (const auto& [address, port] : addresses)
         links.remove(port);
     stepUntil(run, phones, [&phones] { return !phones.step(); });
-}
-
-void CatalogueRun::tellUnheardAgain(LivePhones& phones, const Files& files) {
-    for (const auto& [port, file] : files) {
-        if (mStories.of(nameOfPort(port)).verdicts.empty())
-            phones.tellAgain(port);
-    }
 }
 
 void CatalogueRun::stepUntil(zebhost::LiveRun& run, LivePhones& phones, const std::function<bool()>& done) {

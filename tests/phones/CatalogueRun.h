@@ -77,7 +77,6 @@ private:
     // Until everything has come out as the files say, or for too long.
     void play(zebhost::LiveRun& run, zebphones::LivePhones& phones, const Files& files);
     void stepUntil(zebhost::LiveRun& run, zebphones::LivePhones& phones, const std::function<bool()>& done);
-    void tellUnheardAgain(zebphones::LivePhones& phones, const Files& files);
     bool isAsExpected(const Files& files);
     void lookAt(zebhost::LiveRun& run);
 

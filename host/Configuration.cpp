@@ -1,6 +1,7 @@
 #include "host/Configuration.h"
 
 #include "host/Nearest.h"
+#include "host/PropertyAdvice.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -19,6 +20,10 @@ namespace {
 struct WrongValue {
     const toml::node& where;
 };
+
+ConfigurationFault faultAt(const toml::source_region& where, const std::string& sentence) {
+    return {where.begin.line, where.begin.column, sentence};
+}
 
 template <class T>
 T value(const toml::node& node) {
@@ -58,6 +63,23 @@ std::vector<IdPattern> idPatterns(const toml::node& node) {
     return patterns;
 }
 
+std::string path(const toml::node& node) {
+    std::string written = text(node);
+    if (written.empty())
+        throw WrongValue{node};
+    return written;
+}
+
+std::vector<std::string> ports(const toml::node& node) {
+    std::vector<std::string> names;
+    forEachText(node, [&names](const std::string& written, const toml::node& element) {
+        if (!isPortName(written))
+            throw WrongValue{element};
+        names.push_back(written);
+    });
+    return names;
+}
+
 void setLog(Settings& settings, const toml::node& node) {
     auto level = logLevels().find(text(node));
     if (level == logLevels().end())
@@ -69,8 +91,11 @@ void setProperties(Settings& settings, const toml::node& node) {
     const toml::table* table = node.as_table();
     if (table == nullptr)
         throw WrongValue{node};
-    for (const auto& [key, property] : *table)
-        settings.properties.emplace_back(key.str(), text(property));
+    for (const auto& [key, property] : *table) {
+        const auto& added = settings.properties.emplace_back(key.str(), text(property));
+        if (std::optional<std::string> fault = propertyFault(added.first, added.second))
+            throw faultAt(property.source(), *fault);
+    }
 }
 
 struct Row {
@@ -82,7 +107,7 @@ struct Row {
 };
 
 constexpr char kLevel[] = "one of \"fatal\", \"error\", \"info\", \"debug\"";
-constexpr char kText[] = "a text in quotes";
+constexpr char kPath[] = "a path in quotes";
 constexpr char kTexts[] = "a table of texts, for example { aapmodel = \"Bench\" }";
 constexpr char kIds[] = "a list of \"VID\" or \"VID:PID\", for example [\"18d1\", \"18d1:4ee7\"]";
 constexpr char kPorts[] = "a list of ports, for example [\"1-1.2\"]";
@@ -91,15 +116,12 @@ constexpr char kTruth[] = "true or false";
 
 const Row kRows[] = {
     {"", "log", kLevel, setLog},
-    {"plugin", "path", kText, [](Settings& s, const toml::node& n) { s.plugin = text(n); }},
+    {"plugin", "path", kPath, [](Settings& s, const toml::node& n) { s.plugin = path(n); }},
     {"plugin", "properties", kTexts, setProperties},
     {"policy", "allow", kIds, [](Settings& s, const toml::node& n) { s.policy.allow = idPatterns(n); }},
     {"policy", "deny", kIds, [](Settings& s, const toml::node& n) { s.policy.deny = idPatterns(n); }},
     {"policy", "allow-ports", kPorts,
-     [](Settings& s, const toml::node& n) {
-         forEachText(
-             n, [&s](const std::string& port, const toml::node&) { s.policy.allowPorts.push_back(port); });
-     }},
+     [](Settings& s, const toml::node& n) { s.policy.allowPorts = ports(n); }},
     {"policy", "switch-tethers", kTruth,
      [](Settings& s, const toml::node& n) { s.policy.switchTethers = value<bool>(n); }},
     {"policy", "offer-all", kTruth,
@@ -109,10 +131,6 @@ const Row kRows[] = {
     {"policy", "reset-stale", kTruth,
      [](Settings& s, const toml::node& n) { s.policy.resetStale = value<bool>(n); }},
 };
-
-ConfigurationFault faultAt(const toml::source_region& where, const std::string& sentence) {
-    return {where.begin.line, where.begin.column, sentence};
-}
 
 std::string nameOf(const std::string& section) { return section.empty() ? "the file" : "[" + section + "]"; }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <regex>
 
 namespace zebhost {
 namespace {
@@ -162,6 +163,12 @@ std::optional<IdPattern> parseIdPattern(const std::string& text) {
         return vendor ? std::optional(IdPattern{*vendor}) : std::nullopt;
     std::optional<uint16_t> product = hexNumber(std::string_view(text).substr(colon + 1));
     return product ? std::optional(IdPattern{*vendor, product}) : std::nullopt;
+}
+
+// BUS-PORT, and behind each hub .PORT
+bool isPortName(const std::string& text) {
+    static const std::regex name("[1-9][0-9]*-[1-9][0-9]*(\\.[1-9][0-9]*)*");
+    return std::regex_match(text, name);
 }
 
 bool isPhoneVendor(uint16_t vendor) {

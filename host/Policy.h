@@ -20,6 +20,9 @@ struct IdPattern {
 /** VID or VID:PID, each of one to four hexadecimal digits; none when it is neither. */
 std::optional<IdPattern> parseIdPattern(const std::string& text);
 
+/** Does it name a port as the kernel does, "1-1.2"? */
+bool isPortName(const std::string& text);
+
 /** What the user wants of the policy. */
 struct PolicySettings {
     std::vector<IdPattern> allow{};

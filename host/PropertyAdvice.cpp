@@ -1,8 +1,17 @@
 #include "host/PropertyAdvice.h"
 
+#include <algorithm>
 #include <map>
 
 namespace zebhost {
+namespace {
+
+constexpr const char* kStrings[] = {"aapmanufacturer", "aapmodel", "aapdescription",
+                                    "aapversion",      "aapuri",   "aapserial"};
+// A phone keeps no more of a string than this, and the plug-in sends none that is longer.
+constexpr size_t kLongestString = 255;
+
+} // namespace
 
 std::vector<std::string> propertyAdvice(const std::vector<std::pair<std::string, std::string>>& properties) {
     // The last value counts.
@@ -11,8 +20,7 @@ std::vector<std::string> propertyAdvice(const std::vector<std::pair<std::string,
         values[key] = value;
 
     std::vector<std::string> sentences;
-    for (const char* key :
-         {"aapmanufacturer", "aapmodel", "aapdescription", "aapversion", "aapuri", "aapserial"}) {
+    for (const char* key : kStrings) {
         if (auto found = values.find(key); found != values.end() && found->second.empty())
             sentences.push_back(
                 "the property " + found->first +
@@ -20,6 +28,14 @@ std::vector<std::string> propertyAdvice(const std::vector<std::pair<std::string,
                 "or leave it out for the plug-in's own");
     }
     return sentences;
+}
+
+std::optional<std::string> propertyFault(const std::string& key, const std::string& value) {
+    if (value.size() <= kLongestString ||
+        std::find(std::begin(kStrings), std::end(kStrings), key) == std::end(kStrings))
+        return std::nullopt;
+    return "\"" + key + "\" has " + std::to_string(value.size()) + " bytes: a phone can be sent at most " +
+           std::to_string(kLongestString);
 }
 
 } // namespace zebhost

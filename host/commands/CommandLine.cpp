@@ -2,7 +2,10 @@
 
 #include "host/Configuration.h"
 #include "host/Nearest.h"
+#include "host/PropertyAdvice.h"
 #include "host/commands/Help.h"
+#include "host/commands/OptionChecks.h"
+#include "host/commands/UsageFault.h"
 
 #include <CLI/CLI.hpp>
 
@@ -14,7 +17,10 @@ std::pair<std::string, std::string> splitProperty(const std::string& text) {
     size_t equals = text.find('=');
     if (equals == std::string::npos || equals == 0)
         throw CLI::ValidationError("--property", "\"" + text + "\" is not KEY=VALUE");
-    return {text.substr(0, equals), text.substr(equals + 1)};
+    std::pair<std::string, std::string> property(text.substr(0, equals), text.substr(equals + 1));
+    if (std::optional<std::string> fault = propertyFault(property.first, property.second))
+        throw CLI::ValidationError("--property", *fault);
+    return property;
 }
 
 /** An option that may be given again; each time its text is handed to take. */
@@ -33,12 +39,18 @@ void addRepeatable(CLI::App& command, const char* name, const char* type, const 
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
+/** It takes no value. */
+void addFlag(CLI::App& command, const char* name, bool& flag, const char* description) {
+    command.add_flag(name, flag, description)->disable_flag_override();
+}
+
 void addPlugin(CLI::App& command, Settings& settings) {
     command
         .add_option("--plugin", settings.plugin,
                     "The plug-in to load; by default libzebdiscoverer-usb.so beside this program, then where "
                     "it is installed with it, then in the library path")
-        ->type_name("PATH");
+        ->type_name("PATH")
+        ->check(notEmpty("path"));
 }
 
 void addPluginSettings(CLI::App& command, Settings& settings) {
@@ -50,13 +62,19 @@ void addPluginSettings(CLI::App& command, Settings& settings) {
         .add_option("--log", settings.logLevel, "How much of the plug-in's log: fatal, error, info, debug")
         ->type_name("LEVEL")
         ->default_str("info")
-        ->transform(CLI::CheckedTransformer(logLevels(), CLI::ignore_case).description(""));
+        ->transform(logLevel());
 }
 
 IdPattern idPattern(const char* option, const std::string& text) {
     if (std::optional<IdPattern> pattern = parseIdPattern(text))
         return *pattern;
     throw CLI::ValidationError(option, "\"" + text + "\" is not VID or VID:PID, as in 18d1:4ee7");
+}
+
+std::string portName(const std::string& text) {
+    if (isPortName(text))
+        return text;
+    throw CLI::ValidationError("--allow-port", "\"" + text + "\" is no port, as in 1-1.2");
 }
 
 void addPolicy(CLI::App& command, PolicySettings& policy) {
@@ -68,11 +86,11 @@ void addPolicy(CLI::App& command, PolicySettings& policy) {
                   [&policy](const std::string& text) { policy.deny.push_back(idPattern("--deny", text)); });
     addRepeatable(command, "--allow-port", "PORT",
                   "Offer whatever is plugged in there (named as in /sys/bus/usb/devices: 1-1.2)",
-                  [&policy](const std::string& text) { policy.allowPorts.push_back(text); });
-    command.add_flag("--switch-tethers", policy.switchTethers,
-                     "Offer phones that tether by NCM, ECM or RNDIS 239/4/1 too: it ends their network");
-    command.add_flag("--offer-all", policy.offerAll,
-                     "Offer everything but hubs. Careful: being asked can upset what is no phone");
+                  [&policy](const std::string& text) { policy.allowPorts.push_back(portName(text)); });
+    addFlag(command, "--switch-tethers", policy.switchTethers,
+            "Offer phones that tether by NCM, ECM or RNDIS 239/4/1 too: it ends their network");
+    addFlag(command, "--offer-all", policy.offerAll,
+            "Offer everything but hubs. Careful: being asked can upset what is no phone");
 }
 
 void addSwitchLimits(CLI::App& command, PolicySettings& policy) {
@@ -82,13 +100,13 @@ void addSwitchLimits(CLI::App& command, PolicySettings& policy) {
             "How often a phone may be offered for the switch at one port within a minute; 0: any number")
         ->type_name("N")
         ->default_str("3")
-        ->check(CLI::Range(0U, 1000U).description(""));
-    command.add_flag("--reset-stale", policy.resetStale,
-                     "Reset the port, once, of a phone that is in accessory mode at the start");
+        ->check(wholeNumber(1000));
+    addFlag(command, "--reset-stale", policy.resetStale,
+            "Reset the port, once, of a phone that is in accessory mode at the start");
 }
 
 void addJson(CLI::App& command, bool& json) {
-    command.add_flag("--json", json, "One JSON object a line instead of text for people");
+    addFlag(command, "--json", json, "One JSON object a line instead of text for people");
 }
 
 /** One reading of the command line. */
@@ -114,7 +132,8 @@ std::pair<CLI::App&, Options&> addCommand(CLI::App& app, Reading& reading, const
         ->add_option("--config", reading.configuration,
                      std::string("Read settings from this file; by default from ") + kStandardConfiguration +
                          " when it is there")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty("file"));
     return {*command, *options};
 }
 
@@ -124,15 +143,17 @@ void addRun(CLI::App& app, Reading& reading) {
     addPluginSettings(run, options);
     addPolicy(run, options.policy);
     addSwitchLimits(run, options.policy);
-    run.add_flag("--dry-run", options.policy.dryRun, "Say what would be offered and why; offer nothing");
+    addFlag(run, "--dry-run", options.policy.dryRun, "Say what would be offered and why; offer nothing");
     run.add_option("--for", options.seconds, "End after so many seconds; by default at Ctrl-C or SIGTERM")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 1e9).description(""));
+        ->check(seconds());
     run.add_option("--trace", options.trace,
                    "Write everything that happens to this file, for ui.perfetto.dev or chrome://tracing")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty("file"));
     run.add_option("--report", options.report, "At the end write a page about the run, for a browser")
-        ->type_name("FILE.html");
+        ->type_name("FILE.html")
+        ->check(notEmpty("file"));
 }
 
 void addList(CLI::App& app, Reading& reading) {
@@ -146,6 +167,7 @@ void addExplain(CLI::App& app, Reading& reading) {
         app, reading, "explain", "Why a device is or isn't found, and what to do next", help::kExplain);
     explain.add_option("DEVICE", options.device, "BUS:DEV or a port, as \"zebhost list\" shows them")
         ->type_name(" ")
+        ->check(notEmpty("device"))
         ->required();
     addPlugin(explain, options);
     addPolicy(explain, options.policy);
@@ -158,7 +180,7 @@ void addDoctor(CLI::App& app, Reading& reading) {
     doctor.add_option("--root", options.root, "Look at the system whose files are below this folder")
         ->type_name("FOLDER")
         ->default_str("/")
-        ->check(CLI::ExistingDirectory.description(""));
+        ->check(existingFolder());
 }
 
 void addPhones(CLI::App& app, Reading& reading) {
@@ -172,7 +194,9 @@ void addDemo(CLI::App& app, Reading& reading) {
     CLI::App* demo = app.add_subcommand("demo", "Watch simulated phones being found; needs no USB");
     demo->footer(help::kDemo);
     demo->callback([&reading, options] { reading.request = *options; });
-    demo->add_option("--phone", options->phone, "Only this one of \"zebhost phones\"")->type_name("NAME");
+    demo->add_option("--phone", options->phone, "Only this one of \"zebhost phones\"")
+        ->type_name("NAME")
+        ->check(notEmpty("phone"));
 }
 
 void addVersion(CLI::App& app, Reading& reading) {
@@ -189,9 +213,11 @@ void addReport(CLI::App& app, Reading& reading) {
     report->callback([&reading, options] { reading.request = *options; });
     report->add_option("TRACE", options->trace, "What \"zebhost run --trace\" wrote")
         ->type_name(" ")
+        ->check(notEmpty("trace"))
         ->required();
     report->add_option("-o,--output", options->page, "Where the page goes; by default TRACE.html")
-        ->type_name("FILE.html");
+        ->type_name("FILE.html")
+        ->check(notEmpty("file"));
 }
 
 std::vector<std::string> commandNames(const CLI::App& app) {
@@ -231,7 +257,12 @@ void read(Reading& reading, int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        reading.request = ExitNow{app.exit(error) == 0 ? kExitDone : kExitUsage};
+        // Help and version are such errors too.
+        reading.request = ExitNow{kExitUsage};
+        if (error.get_exit_code() == 0)
+            reading.request = ExitNow{app.exit(error) == 0 ? kExitDone : kExitUsage};
+        else
+            std::fprintf(stderr, "zebhost: %s\n", usageFault(app, error).c_str());
     }
 }
 

@@ -254,11 +254,15 @@ Json pageView(const ReadTrace& trace) {
 
 } // namespace
 
-std::string reportPage(const std::string& tracePath) {
+std::string reportPage(const std::string& tracePath) try {
     Json view = pageView(readTrace(tracePath));
     // The style is ours and goes in as it is: between it and the page no value is filled in.
     std::string page = kPageHead;
     return page.append(kPageStyle).append(render(kPageBody, view));
+} catch (const Json::exception&) {
+    throw HostError(tracePath +
+                    " is no trace of zebhost's: what its lines hold is not as \"zebhost run --trace\" "
+                    "writes it");
 }
 
 void writeReport(const std::string& tracePath, const std::string& path) {

@@ -35,7 +35,7 @@ public:
     }
 
     ReadTrace finish() {
-        if (mRead.about.value("format", 0) != kFormat)
+        if (!mRead.about.is_object() || mRead.about.value("format", 0) != kFormat)
             throw std::runtime_error("it has no head, or one of another version");
         for (auto& [number, track] : mTracks)
             mRead.tracks.push_back(std::move(track));
@@ -83,6 +83,24 @@ private:
     std::map<std::string, size_t> mOpen;
 };
 
+ReadTrace sorted(const Json& events) {
+    Sorter sorter;
+    size_t number = 0;
+    try {
+        for (const Json& event : events) {
+            ++number;
+            sorter.take(event);
+        }
+        return sorter.finish();
+    } catch (const std::runtime_error&) {
+        throw;
+    } catch (const std::exception&) {
+        // Of the JSON library or a container: about members and types, which no reader of a report knows.
+        throw std::runtime_error("its event " + std::to_string(number) +
+                                 " is not as \"zebhost run --trace\" writes it");
+    }
+}
+
 } // namespace
 
 ReadTrace readTrace(const std::string& path) {
@@ -90,10 +108,10 @@ ReadTrace readTrace(const std::string& path) {
     if (!file)
         throw HostError("there is no trace " + path);
     try {
-        Sorter sorter;
-        for (const Json& event : Json::parse(file))
-            sorter.take(event);
-        return sorter.finish();
+        return sorted(Json::parse(file));
+    } catch (const Json::parse_error& error) {
+        throw HostError(path + " is no trace of zebhost's: it is no JSON at byte " +
+                        std::to_string(error.byte));
     } catch (const std::exception& error) {
         throw HostError(path + " is no trace of zebhost's: " + error.what());
     }

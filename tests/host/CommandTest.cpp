@@ -122,6 +122,66 @@ TEST(TheCommand, IsSilentWhenItsReaderHasGone) {
     EXPECT_EQ(large, "status 1\n");
 }
 
+struct Misuse {
+    std::string arguments;
+    const char* sentence;
+};
+
+const Misuse kMisuses[] = {
+    {"run --log verbose", "--log: \"verbose\" is no level; there are: fatal, error, info, debug"},
+    {"run --log infoo", "(did you mean \"info\"?)"},
+    {"run --alow 18d1", "\"zebhost run\" has no option \"--alow\" (did you mean \"--allow\"?)"},
+    {"run --alow=18d1", "\"zebhost run\" has no option \"--alow\" (did you mean \"--allow\"?)"},
+    {"run -x", "\"zebhost run\" has no option \"-x\". \"zebhost run --help\" says more."},
+    {"--versoin", "\"zebhost\" has no option \"--versoin\" (did you mean \"--version\"?)"},
+    {"run 18d1 --alow", "\"18d1\" is one word too many for \"zebhost run\""},
+    {"explain 1-1 1-2", "\"1-2\" is one word too many for \"zebhost explain\""},
+    {"explain --plugn x 1-1", "has no option \"--plugn\" (did you mean \"--plugin\"?)"},
+    {"run $(printf '\\033')", "is one word too many"},
+    {"run --for soon", "--for: \"soon\" is no number of seconds from 0 to 1000000000"},
+    {"run --for nan", "--for: \"nan\" is no number"},
+    {"run --for 1e10", "--for: \"1e10\" is no number"},
+    {"run --for ''", "--for: \"\" is no number"},
+    {"run --max-switches 1001", "--max-switches: \"1001\" is no whole number from 0 to 1000"},
+    {"run --max-switches 1x", "--max-switches: \"1x\" is no whole number"},
+    {"run --json=maybe", "--json takes no value"},
+    {"run --dry-run=3", "--dry-run takes no value"},
+    {"run --for 1 --for 2", "--for is given more than once"},
+    {"run --plugin", "--plugin wants PATH"},
+    {"list --allow", "--allow wants VID[:PID]"},
+    {"run --plugin ''", "--plugin: \"\" is no path"},
+    {"list --config ''", "--config: \"\" is no file"},
+    {"run --trace ''", "--trace: \"\" is no file"},
+    {"run --report ''", "--report: \"\" is no file"},
+    {"report ''", "TRACE: \"\" is no trace"},
+    {"report x -o ''", "--output: \"\" is no file"},
+    {"explain ''", "DEVICE: \"\" is no device"},
+    {"demo --phone ''", "--phone: \"\" is no phone"},
+    {"doctor --root /no/such", "--root: there is no folder \"/no/such\""},
+    {"list --allow-port foo", "--allow-port: \"foo\" is no port, as in 1-1.2"},
+    {"run --property aapserial=" + std::string(256, 's'),
+     "--property: \"aapserial\" has 256 bytes: a phone can be sent at most 255"},
+};
+
+TEST(TheCommand, SaysInOneSentenceOfItsOwnHowItIsMisused) {
+    for (const Misuse& misuse : kMisuses) {
+        Result result = zebhost(misuse.arguments);
+
+        EXPECT_EQ(result.status, 2) << misuse.arguments;
+        EXPECT_THAT(result.output, AllOf(StartsWith("zebhost: "), HasSubstr(misuse.sentence),
+                                         EndsWith(" --help\" says more.\n"), Not(HasSubstr("\033"))));
+    }
+}
+
+TEST(TheCommand, TellsPhonesStringsAsLongAsTheyTake) {
+    EXPECT_THAT(
+        zebhost("run --plugin " TEST_PLUGIN " --for 0 --property aapserial=" + std::string(255, 's')).output,
+        HasSubstr("does not take the property"));
+    EXPECT_THAT(
+        zebhost("run --plugin " TEST_PLUGIN " --for 0 --property folder=" + std::string(256, 's')).output,
+        HasSubstr("does not take the property"));
+}
+
 TEST(TheCommand, ShowsTheLogUpToTheLevelThatWasAsked) {
     std::string start = "run --plugin " TEST_PLUGIN " --for 0.05 --json --log ";
 

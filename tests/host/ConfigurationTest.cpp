@@ -55,13 +55,13 @@ TEST(AConfiguration, ThatIsEmptyLeavesTheDefaults) {
     EXPECT_FALSE(settings.policy.offerAll);
 }
 
-struct Row {
-    const char* text;
+struct Mistake {
+    std::string text;
     unsigned line, column;
     const char* says;
 };
 
-const Row kRows[] = {
+const Mistake kMistakes[] = {
     {"log = \"loud\"", 1, 7, "\"log\" in the file wants one of \"fatal\", \"error\", \"info\", \"debug\""},
     {"log = 3", 1, 7, "\"log\" in the file wants one of"},
     {"\nlgo = \"info\"", 2, 1,
@@ -77,23 +77,29 @@ const Row kRows[] = {
     {"[policy]\nmax-switches = -1", 2, 16, "wants a number from 0 to 1000"},
     {"[policy]\nmax-switches = 1001", 2, 16, "wants a number from 0 to 1000"},
     {"[policy]\nswitch-tethers = 1", 2, 18, "wants true or false"},
-    {"[plugin]\npath = 1", 2, 8, "wants a text in quotes"},
+    {"[policy]\nallow-ports = [\"1-1\", \"\"]", 2, 23, "wants a list of ports"},
+    {"[policy]\nallow-ports = [\"usb1\"]", 2, 16, "wants a list of ports, for example [\"1-1.2\"]"},
+    {"[plugin]\npath = 1", 2, 8, "wants a path in quotes"},
+    {"[plugin]\npath = \"\"", 2, 8, "wants a path in quotes"},
     {"[plugin]\nproperties = 1", 2, 14, "wants a table of texts"},
     {"[plugin.properties]\naapversion = 1", 2, 14, "wants a table of texts"},
+    {"[plugin.properties]\naapuri = \"" + std::string(256, 'u') + "\"", 2, 10,
+     "\"aapuri\" has 256 bytes: a phone can be sent at most 255"},
     {"policy = 1", 1, 10, "\"policy\" is a section: write [policy]"},
     {"[[policy]]", 1, 1, "\"policy\" is a section"},
     {"log = ", 1, 7, "this is no TOML: "},
-    {"log = \"info\"\nlog = \"debug\"", 2, 1, "this is no TOML: "},
+    {"log = \"info\"\nlog = \"debug\"", 2, 7, "this is no TOML: "},
 };
 
 TEST(AConfiguration, SaysWhereItIsWrongAndWhatIsAllowed) {
-    for (const Row& row : kRows) {
-        auto read = parseConfiguration(row.text);
+    for (const Mistake& mistake : kMistakes) {
+        auto read = parseConfiguration(mistake.text);
 
         const auto* fault = std::get_if<ConfigurationFault>(&read);
-        ASSERT_NE(fault, nullptr) << row.text;
-        EXPECT_THAT(fault->text, HasSubstr(row.says)) << row.text;
-        EXPECT_EQ(std::pair(fault->line, fault->column), std::pair(row.line, row.column)) << row.text;
+        ASSERT_NE(fault, nullptr) << mistake.text;
+        EXPECT_THAT(fault->text, HasSubstr(mistake.says)) << mistake.text;
+        EXPECT_EQ(std::pair(fault->line, fault->column), std::pair(mistake.line, mistake.column))
+            << mistake.text;
     }
 }
 
@@ -133,6 +139,8 @@ TEST(TheNearestWord, IsTheOneThatWasProbablyMeant) {
 
     EXPECT_EQ(nearest("lst", words), "list");
     EXPECT_EQ(nearest("explian", words), "explain");
+    EXPECT_EQ(nearest("lits", words), "list");
+    EXPECT_EQ(nearest("tsil", words), std::nullopt);
     EXPECT_EQ(nearest("docs", words), std::nullopt);
     EXPECT_EQ(nearest("", words), std::nullopt);
     EXPECT_EQ(nearest("list", {}), std::nullopt);

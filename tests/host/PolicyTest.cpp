@@ -212,6 +212,14 @@ TEST(ThePolicy, DoesWhatTheUserSays) {
     }
 }
 
+TEST(APort, IsNamedAsTheKernelNamesIt) {
+    for (const char* name : {"1-1", "10-2", "1-1.2.13"})
+        EXPECT_TRUE(isPortName(name)) << name;
+    for (const char* name :
+         {"", "1", "1-", "-1", "1-1.", "1.1", "usb1", "1-1:1.0", "1-0", "01-1", "1-1 ", "foo"})
+        EXPECT_FALSE(isPortName(name)) << name;
+}
+
 TEST(AnIdPattern, IsOneOrTwoHexadecimalNumbers) {
     EXPECT_EQ(parseIdPattern("18d1"), (IdPattern{0x18d1}));
     EXPECT_EQ(parseIdPattern("18D1:4ee7"), (IdPattern{0x18d1, 0x4ee7}));

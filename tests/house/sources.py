@@ -82,8 +82,17 @@ def functions_are_short(root):
             yield f"{path}:{tag['line']}: {tag['name']} has {lines} lines, of {FUNCTION_LINES} at most"
 
 
+def tests_are_built(root):
+    """What no CMakeLists.txt names compiles nowhere, and passes for ever."""
+    for path in sources(root, ["tests"], ".c", ".cpp"):
+        lists = [*(folder / "CMakeLists.txt" for folder in path.parents), *(root / "cmake").glob("*.cmake")]
+        if not any(re.search(rf"\b{re.escape(path.name)}\b", file.read_text()) for file in lists if file.exists()):
+            yield f"{path.relative_to(root)}:1: no CMakeLists.txt names it"
+
+
 CHECKS = {check.__name__: check for check in (
-    layers_point_down, headers_name_no_libusb, own_header_comes_first, files_are_short, functions_are_short)}
+    layers_point_down, headers_name_no_libusb, own_header_comes_first, files_are_short, functions_are_short,
+    tests_are_built)}
 
 
 if __name__ == "__main__":

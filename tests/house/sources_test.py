@@ -84,5 +84,13 @@ class Sizes(unittest.TestCase):
         self.assertEqual(len(complaints("functions_are_short", {"lab/a.py": "def f():\n" + "    g()\n" * 40})), 1)
 
 
+class Tests(unittest.TestCase):
+    def test_are_built(self):
+        for lists, count in (({"tests/a/CMakeLists.txt": "SOURCES ATest.cpp"}, 0), ({"tests/CMakeLists.txt": "a/ATest.cpp"}, 0), ({"cmake/A.cmake": "ATest.cpp"}, 0),
+                             ({"tests/a/CMakeLists.txt": "SOURCES AATest.cpp"}, 1), ({"tests/b/CMakeLists.txt": "ATest.cpp"}, 1)):
+            with self.subTest(lists):
+                self.assertEqual(len(complaints("tests_are_built", {"tests/a/ATest.cpp": "", **lists})), count)
+
+
 if __name__ == "__main__":
     unittest.main()

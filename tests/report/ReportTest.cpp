@@ -169,13 +169,35 @@ TEST_F(AReport, NeedsNothingFromElsewhere) {
                               Not(HasSubstr("url(")), Not(HasSubstr("{{")), HasSubstr("default-src 'none'")));
 }
 
+constexpr char kHead[] = R"([{"ph":"i","tid":0,"ts":1,"cat":"trace","args":{"format":1}})";
+constexpr char kStrange[] = "is not as \"zebhost run --trace\" writes it";
+
 TEST(AReportOf, WhatIsNoTraceIsAnError) {
     AFile file;
+    const std::pair<std::string, const char*> rows[] = {
+        {"", "it is no JSON at byte 1"},
+        {"{", "it is no JSON at byte 2"},
+        {"[]", "it has no head, or one of another version"},
+        {"{}", "it has no head"},
+        {"5", kStrange},
+        {"[1]", "its event 1 is not as \"zebhost run --trace\" writes it"},
+        {"[{\"ph\":5}]", "its event 1 is not as"},
+        {std::string(kHead) + ",{\"ph\":\"X\"}]", "its event 2 is not as"},
+        {std::string(kHead) + R"(,{"ph":"e","tid":1,"ts":1,"cat":"c","id":1,"args":{}}])",
+         "its event 2 is not as"},
+        {std::string(kHead) + R"(,{"ph":"i","tid":1,"ts":1,"cat":"line","args":5}])", kStrange},
+        {std::string(kHead) +
+             R"(,{"ph":"i","tid":0,"ts":1,"cat":"line","args":{"event":"interest","level":"x"}}])",
+         kStrange},
+        {"[{\"ph\":\"E\",\"tid\":1,\"ts\":1,\"args\":{}}]", "something ends that has not begun"},
+    };
+
     EXPECT_THAT([&] { reportPage(file.path()); }, ThrowsMessage<HostError>(HasSubstr("there is no trace")));
-    for (const char* text : {"", "{", "[]", "[1]", "[{\"ph\":\"E\",\"tid\":1,\"ts\":1,\"args\":{}}]"}) {
+    for (const auto& [text, says] : rows) {
         std::ofstream(file.path()) << text;
         EXPECT_THAT([&] { reportPage(file.path()); },
-                    ThrowsMessage<HostError>(HasSubstr("is no trace of zebhost's")))
+                    ThrowsMessage<HostError>(AllOf(HasSubstr(" is no trace of zebhost's: "), HasSubstr(says),
+                                                   Not(HasSubstr("exception")))))
             << text;
     }
 }

@@ -27,6 +27,9 @@ inline constexpr Thrown kDiscoveryException{"DiscoveryException",
                                             [] { throw DiscoveryException("the bus is closed", 77); }, true,
                                             "the bus is closed", 77};
 inline constexpr Thrown kBadAlloc{"BadAlloc", [] { throw std::bad_alloc(); }, true, "std::bad_alloc", 3};
+/** A class derived from std::bad_alloc. */
+inline constexpr Thrown kBadArrayLength{"BadArrayLength", [] { throw std::bad_array_new_length(); }, true,
+                                        "std::bad_array_new_length", 3};
 inline constexpr Thrown kRuntimeError{"RuntimeError", [] { throw std::runtime_error("it broke"); }, true,
                                       "it broke", 15};
 inline constexpr Thrown kInt{"Int", [] { throw 42; }, false, nullptr, 23};
@@ -78,6 +81,37 @@ inline std::vector<Call> expectedCalls(const Slot& slot, const Thrown& thrown, Z
     }
 }
 
+/** The level is asked for by the formatting and by the line itself. */
+inline std::vector<Call> recordOf(const LogLine& line) {
+    return {{"isLogLevelEnabled", {line.severity}},
+            {"isLogLevelEnabled", {line.severity}},
+            {"log", {line.severity, line.text}}};
+}
+
+inline std::vector<Call> operator+(std::vector<Call> first, const std::vector<Call>& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+/** The strings that nobody is left to send back when something gets past the inner layer. */
+inline std::vector<Call> expectedFrees(const Slot& slot) {
+    if (slot.outcome == Outcome::Post)
+        return {{"freeString", {"k"}}, {"freeString", {"v"}}};
+    return slot.outcome == Outcome::Fetch ? std::vector<Call>{{"freeString", {"k"}}} : std::vector<Call>{};
+}
+
+/** Everything that the host and the operation must see, in order. */
+inline std::vector<Call> expectedRecord(const Slot& slot, const Thrown& thrown, ZEBDiscoverer* discoverer) {
+    std::vector<Call> record{{slot.operation.name, {}}};
+    if (!isCaughtInside(slot, thrown))
+        return record + expectedFrees(slot);
+    if (thrown.code == 77)
+        record.push_back({"errorText", {77}});
+    for (const LogLine& line : expectedLog(slot, thrown))
+        record = record + recordOf(line);
+    return record + expectedCalls(slot, thrown, discoverer);
+}
+
 inline Argument expectedResult(const Slot& slot, const Thrown& thrown) {
     const bool isCode = slot.outcome == Outcome::Code && isCaughtInside(slot, thrown);
     return isCode ? Argument(codeFor(slot, thrown)) : slot.escaped;
@@ -92,7 +126,7 @@ inline std::string lastResort(const Slot& slot, const char* what) {
 struct Bench {
     explicit Bench(bool multipleHandles = true) : discoverer(host, multipleHandles) {
         host.setContext();
-        host.takeCalls();
+        host.takeRecord();
         discoverer.operations.clear();
     }
     explicit Bench(const Slot& slot) : Bench(!slot.isSingle()) {}

@@ -75,6 +75,31 @@ TEST(TheBarriersOutcome, IsNotSentWhenTheOperationSentItAndThenThrewAnInt) {
     }
 }
 
+/** An operation may have given its device back before it failed, or failed because the host threw at that. */
+TEST(TheBarriersOutcome, ReleasesADeviceAgainWhoseReleaseThrew) {
+    for (const char* name : {"offerDevice", "offerDeviceForProtocol"}) {
+        SCOPED_TRACE(name);
+        Bench bench;
+        bench.host.on["releaseDevice"] = [&] {
+            bench.host.on["releaseDevice"] = nullptr;
+            throw std::runtime_error("the host broke");
+        };
+        bench.discoverer.behaviour = [&] { bench.discoverer.releaseDevice(kProvider, kDevice); };
+        const Call release{"releaseDevice", {kProvider, kDevice}};
+
+        slotNamed(name).call(bench.host);
+
+        std::vector<Call> expected =
+            std::vector<Call>{{name, {}}, release} +
+            recordOf({10, std::string("ZEBDiscoverer::") + name + " caught exception: the host broke"}) +
+            std::vector<Call>{release};
+        if (name == std::string("offerDeviceForProtocol"))
+            expected.push_back({"freeProtocolString", {"p"}});
+        EXPECT_EQ(bench.host.takeRecord(), expected);
+        EXPECT_THAT(bench.host.complaints(), IsEmpty());
+    }
+}
+
 TEST(TheBarriersOutcome, BelongsToTheInnermostOfNestedFetches) {
     Bench bench;
     bench.host.on["fetchComplete"] = [&] {

@@ -154,6 +154,33 @@ TEST(ABrokenHandleSet, NamesTheFunctionThatFoundIt) {
                  "HandleSet::setHandleWriteNotifications\\(.*\\): ");
 }
 
+/** The set is looked at before the arguments. */
+TEST(ABrokenHandleSet, IsFoundOutBeforeAMissingHandle) {
+    const auto broken = [] {
+        auto* set = new HandleSet;
+        fill(*set, 3);
+        set->eventHandles()[1] = 100;
+        return set;
+    };
+    constexpr char kText[] = "mpEventHandles\\[i\\] != mpEventHandles\\[j\\]";
+
+    EXPECT_DEATH(broken()->addHandle(nullptr, false), kText);
+    EXPECT_DEATH(broken()->setHandleWriteNotifications(nullptr, false), kText);
+}
+
+/** Of two broken sets the source of a copy is the one that is told of. */
+TEST(ABrokenHandleSet, IsFoundOutAsTheSourceBeforeTheDestination) {
+    const auto copyBrokenToBroken = [] {
+        HandleSet from, to;
+        fill(from, 3), fill(to, 3);
+        from.eventHandles()[3] = 0;
+        to.eventHandles()[1] = 100;
+        to = from;
+    };
+
+    EXPECT_DEATH(copyBrokenToBroken(), "mpEventHandles\\[mHandleCount\\] == ZEBDiscovererNoEventHandle");
+}
+
 TEST(AHandleSetGivenNoHandle, Stops) {
     HandleSet set;
 

@@ -101,8 +101,8 @@ TEST_F(ASingleHandleDiscoverer, HasNoHandleAndIgnoresEvents) {
     host.entry.handleEvent(host.discoverer);
     host.entry.handleTimeout(host.discoverer);
 
-    EXPECT_THAT(host.calls(), IsEmpty());
-    EXPECT_THAT(host.logLines(), IsEmpty());
+    EXPECT_THAT(host.takeRecord(),
+                ElementsAre(Call{"getEventHandle", {}}, Call{"handleEvent", {}}, Call{"handleTimeout", {}}));
 }
 
 TEST_F(ADiscoverer, StopsWhenItIsAskedForASingleHandle) {
@@ -156,16 +156,19 @@ TEST_F(ADiscoverer, AnswersFetchesAndPostsWithNotImplemented) {
     const void* fetched = host.fetch(kEntity, "k");
     const void* posted = host.post(kEntity, "k", "v");
 
-    EXPECT_THAT(host.calls(), ElementsAre(Call{"fetchComplete", {kEntity, "k", fetched, 9, nullptr}},
-                                          Call{"postComplete", {kEntity, "k", "v", posted, 9}}));
+    EXPECT_THAT(host.takeRecord(), ElementsAre(Call{"fetchEntityValue", {}},
+                                               Call{"fetchComplete", {kEntity, "k", fetched, 9, nullptr}},
+                                               Call{"postEntityValue", {}},
+                                               Call{"postComplete", {kEntity, "k", "v", posted, 9}}));
 }
 
 TEST_F(ADiscoverer, AnswersPublishingWithNotImplemented) {
     host.entry.publishEntity(host.discoverer, kEntity);
     host.entry.unpublishEntity(host.discoverer, kEntity);
 
-    EXPECT_THAT(host.calls(),
-                ElementsAre(Call{"publishComplete", {kEntity, 9}}, Call{"unpublishComplete", {kEntity, 9}}));
+    EXPECT_THAT(host.takeRecord(),
+                ElementsAre(Call{"publishEntity", {}}, Call{"publishComplete", {kEntity, 9}},
+                            Call{"unpublishEntity", {}}, Call{"unpublishComplete", {kEntity, 9}}));
 }
 
 TEST_F(ADiscoverer, ImplementsNoRequestsFromOutside) {
@@ -202,8 +205,9 @@ TEST_F(ADiscoverer, IgnoresItsProviders) {
 
     EXPECT_EQ(host.entry.getDeviceInterest(host.discoverer, kProvider, kDevice, &out), 100);
     EXPECT_EQ(out, nullptr);
-    EXPECT_THAT(host.calls(), IsEmpty());
-    EXPECT_THAT(host.logLines(), IsEmpty());
+    EXPECT_THAT(host.takeRecord(),
+                ElementsAre(Call{"deviceProviderStarted", {}}, Call{"deviceProviderStopped", {}},
+                            Call{"getDeviceInterest", {}}));
 }
 
 TEST_F(ADiscoverer, StopsWhenADeviceIsOfferedThatItCantTake) {
@@ -214,16 +218,18 @@ TEST_F(ADiscoverer, StopsWhenADeviceIsOfferedThatItCantTake) {
 TEST_F(ADiscoverer, LogsWhenADeviceIsRemoved) {
     host.entry.removeDevice(host.discoverer, kProvider, kDevice);
 
-    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{10, "removeDevice() not implemented by Discoverer"}));
-    EXPECT_THAT(host.calls(), IsEmpty());
+    EXPECT_THAT(host.takeRecord(),
+                ElementsAre(Call{"removeDevice", {}}, Call{"isLogLevelEnabled", {10}},
+                            Call{"log", {10, "removeDevice() not implemented by Discoverer"}}));
 }
 
 TEST_F(ADiscoverer, ReleasesADeviceThatIsOfferedForAProtocol) {
     host.entry.offerDeviceForProtocol(host.discoverer, kProvider, kDevice, host.handOver("p"));
 
-    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{10, "Unknown protocol offered to discoverer"}));
-    EXPECT_THAT(host.calls(),
-                ElementsAre(Call{"releaseDevice", {kProvider, kDevice}}, Call{"freeProtocolString", {"p"}}));
+    EXPECT_THAT(host.takeRecord(),
+                ElementsAre(Call{"offerDeviceForProtocol", {}}, Call{"isLogLevelEnabled", {10}},
+                            Call{"log", {10, "Unknown protocol offered to discoverer"}},
+                            Call{"releaseDevice", {kProvider, kDevice}}, Call{"freeProtocolString", {"p"}}));
 }
 
 TEST_F(ADiscoverer, HasNoDescription) {

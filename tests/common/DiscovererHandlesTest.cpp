@@ -126,6 +126,34 @@ TEST_F(ASingleHandleDiscoverer, StopsWhenMultipleHandlesAreChanged) {
                      "isUsingMultipleHandles()");
 }
 
+TEST_F(ADiscoverer, LogsThatItHasNoMemoryBeforeItGivesThePublishedHandlesAgain) {
+    for (int handle = 100; handle < 120; ++handle)
+        discoverer.addEventHandle(&handle, false, true);
+    int none = 0;
+    int* flags = &none;
+    std::vector<int*> seen;
+    host.on["log"] = [&] { seen.push_back(flags); };
+
+    const FailingNew failing = FailingNew::at(1);
+    EXPECT_EQ(discoverer.Base::getMultipleEventHandlesEx(&flags), nullptr);
+
+    EXPECT_THAT(host.takeRecord(),
+                ElementsAre(Call{"isLogLevelEnabled", {0}},
+                            Call{"log", {0, "Unable to prepare the multiple handles, out of memory"}}));
+    EXPECT_THAT(seen, ElementsAre(&none));
+    EXPECT_EQ(flags, nullptr);
+}
+
+TEST_F(ADiscoverer, GivesTheHandlesThatItHadOnlyWhenThereIsNoMemory) {
+    const int seven = 7;
+    discoverer.addEventHandle(&seven, false, false);
+    host.takeRecord();
+
+    EXPECT_THAT(host.handles(), ElementsAre(std::pair(7, 0)));
+
+    EXPECT_THAT(host.takeRecord(), ElementsAre(Call{"getMultipleEventHandlesEx", {}}));
+}
+
 TEST_F(ADiscoverer, GoesOnWithThePublishedHandlesWhenOutOfMemory) {
     for (int handle = 7; handle < 9; ++handle)
         discoverer.addEventHandle(&handle, false, handle == 8);

@@ -23,17 +23,35 @@ TEST_F(ADiscoverersLog, LogsWhatTheHostWants) {
     EXPECT_FALSE(discoverer.isLogLevelEnabled(31));
 }
 
-TEST_F(ADiscoverersLog, AsksForTheLevelTwiceBeforeAFormattedLine) {
+TEST_F(ADiscoverersLog, AsksForTheLevelBeforeALineAndTwiceBeforeAFormattedOne) {
     discoverer.log(10, "x");
-    const int once = host.levelQueries();
-    discoverer.logFormatted(10, "x");
-    const int andTwice = host.levelQueries();
-    host.logLevel = 0;
-    discoverer.logFormatted(10, "x");
+    discoverer.logFormatted(20, "%s", "y");
 
-    EXPECT_EQ(once, 1);
-    EXPECT_EQ(andTwice, 3);
-    EXPECT_EQ(host.levelQueries(), 4);
+    EXPECT_THAT(host.takeRecord(), ElementsAre(Call{"isLogLevelEnabled", {10}}, Call{"log", {10, "x"}},
+                                               Call{"isLogLevelEnabled", {20}},
+                                               Call{"isLogLevelEnabled", {20}}, Call{"log", {20, "y"}}));
+}
+
+TEST_F(ADiscoverersLog, AsksOnceForALevelThatIsNotWanted) {
+    host.logLevel = 0;
+
+    discoverer.log(10, "x");
+    discoverer.logFormatted(20, "%s", "y");
+
+    EXPECT_THAT(host.takeRecord(),
+                ElementsAre(Call{"isLogLevelEnabled", {10}}, Call{"isLogLevelEnabled", {20}}));
+}
+
+TEST_F(ADiscoverersLog, LeavesALineThatIsNoLongerWantedWhenItIsFormatted) {
+    host.on["isLogLevelEnabled"] = [&] {
+        if (host.levelQueries() == 2)
+            host.logLevel = 0;
+    };
+
+    discoverer.logFormatted(10, "%s", "x");
+
+    EXPECT_THAT(host.takeRecord(),
+                ElementsAre(Call{"isLogLevelEnabled", {10}}, Call{"isLogLevelEnabled", {10}}));
 }
 
 TEST_F(ADiscoverersLog, TakesAnyNonZeroAnswerOfTheLevelQueryForYes) {

@@ -1,6 +1,7 @@
 #include "tests/common/HandleSets.h"
 
 #include <new>
+#include <pthread.h>
 #include <thread>
 
 using namespace testing;
@@ -142,6 +143,57 @@ TEST(APublishedSet, BecomesEmptyWhenTheWorkingSetIsCleared) {
 
     EXPECT_TRUE(handles.prepare());
     EXPECT_EQ(handles.publishedHandles()[0], -1);
+}
+
+/** The mutex of event handles, in the hands of a test: locked, and of a kind that says so instead of waiting.
+ */
+class HeldMutex {
+public:
+    explicit HeldMutex(EventHandles& handles) :
+        mpMutex(
+            reinterpret_cast<pthread_mutex_t*>(reinterpret_cast<char*>(&handles) + 2 * sizeof(HandleSet))) {
+        pthread_mutexattr_t kind;
+        pthread_mutexattr_init(&kind);
+        pthread_mutexattr_settype(&kind, PTHREAD_MUTEX_ERRORCHECK);
+        pthread_mutex_destroy(mpMutex);
+        pthread_mutex_init(mpMutex, &kind);
+        pthread_mutexattr_destroy(&kind);
+        pthread_mutex_lock(mpMutex);
+    }
+    ~HeldMutex() { pthread_mutex_unlock(mpMutex); }
+    HeldMutex(const HeldMutex&) = delete;
+    HeldMutex& operator=(const HeldMutex&) = delete;
+
+private:
+    pthread_mutex_t* mpMutex;
+};
+
+TEST(EventHandlesOfSeveralThreads, AreTouchedByNoOperationThatDoesNotGetTheMutex) {
+    EventHandles handles;
+    const int seven = 7, eight = 8;
+    handles.addHandle(&seven, false);
+    handles.prepare();
+    handles.addHandle(&eight, false);
+    const int* const published = handles.publishedHandles();
+    using mxcommon::MutexException;
+
+    {
+        const HeldMutex held(handles);
+        EXPECT_THROW(handles.addHandle(&eight, true), MutexException);
+        EXPECT_THROW(handles.removeHandle(&seven), MutexException);
+        EXPECT_THROW(handles.setHandleWriteNotifications(&seven, true), MutexException);
+        EXPECT_THROW(handles.clear(), MutexException);
+        EXPECT_THROW(handles.prepare(), MutexException);
+        EXPECT_THROW(handles.publishedHandles(), MutexException);
+        EXPECT_THROW(handles.publishedWriteNotifications(), MutexException);
+    }
+
+    EXPECT_EQ(handles.publishedHandles(), published);
+    EXPECT_EQ(published[1], -1) << "nothing was published";
+    EXPECT_TRUE(handles.prepare());
+    EXPECT_THAT(std::vector<int>(handles.publishedHandles(), handles.publishedHandles() + 3),
+                ElementsAre(7, 8, -1));
+    EXPECT_EQ(handles.publishedWriteNotifications()[0], 0);
 }
 
 TEST(EventHandlesOfSeveralThreads, ComeAndGoWhileTheHostReadsWhatIsPublished) {

@@ -19,6 +19,7 @@ TestDiscoverer::~TestDiscoverer() noexcept(false) {
 
 void TestDiscoverer::note(const char* name, std::vector<Argument> arguments) {
     operations.push_back({name, std::move(arguments)});
+    Record::note(name);
     if (behaviour)
         behaviour();
 }
@@ -192,7 +193,7 @@ void TestDiscoverer::setExternalContext(void* context) {
 WithDiscoverer::WithDiscoverer(bool multipleHandles) :
     owned(std::make_unique<TestDiscoverer>(host, multipleHandles)), discoverer(*owned) {
     host.setContext();
-    host.takeCalls();
+    host.takeRecord();
 }
 
 void WithDiscoverer::TearDown() { EXPECT_THAT(host.complaints(), testing::IsEmpty()); }

@@ -12,9 +12,9 @@
 namespace zebtest {
 
 /**
- * A discoverer that remembers each operation with its arguments, then does what the test put into
- * `behaviour` (for example throw), then what the base class does; the pure ones do nothing, but
- * fetchEntityValue runs the body that the base offers. The helpers are open to the test.
+ * A discoverer that remembers each operation with its arguments (and its name in the record), then does
+ * what the test put into `behaviour` (for example throw), then what the base class does; the pure ones do
+ * nothing, but fetchEntityValue runs the body that the base offers. The helpers are open to the test.
  */
 class TestDiscoverer : public zebdiscovery::ZEBDiscovererImpl {
 public:

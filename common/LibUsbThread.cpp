@@ -8,14 +8,24 @@ namespace zebdiscovery {
 
 using mxcommon::MutexLock;
 
+namespace {
+
+/** The condition is what users see: it names the member that the context is for. */
+void requireContext(const libusb_context* mpLibusbCtx) { ZEB_ASSERT(mpLibusbCtx); }
+
+} // namespace
+
 LibUsbThread::InternalThread::InternalThread(LogHandler* handler, LibUsbThread* owner) :
     Thread(handler, "LibUsbThread"), mpOwner(owner) {}
 
 void LibUsbThread::InternalThread::run() { mpOwner->handleEvents(); }
 
 LibUsbThread::LibUsbThread(libusb_context* context, bool signalling) :
-    mInternalThread(&mLogHandler, this), mpLibusbCtx(context), mSignalling(signalling) {
-    ZEB_ASSERT(mpLibusbCtx);
+    // Before the first member is built: one that can't be had must not come first.
+    mLogHandler((requireContext(context), InternalThread::LogHandler())),
+    mInternalThread(&mLogHandler, this),
+    mpLibusbCtx(context),
+    mSignalling(signalling) {
     mInternalThread.start();
 }
 

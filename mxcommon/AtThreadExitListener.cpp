@@ -23,7 +23,7 @@ AtThreadExitListener::~AtThreadExitListener() {
     try {
         logThreadsLeft();
     } catch (...) {
-        // The lines are lost: a destructor has nobody to tell.
+        // Without the lock there are no lines: a destructor has nobody to tell.
     }
 }
 
@@ -69,7 +69,11 @@ void AtThreadExitListener::unregisterCurrentThread() {
 void AtThreadExitListener::logThreadsLeft() {
     MutexLock lock(mMutex);
     for (std::size_t left = mThreads.size(); left > 0; --left) {
-        mLog.error("AtThreadExitListener being destroyed with thread still registered");
+        try {
+            mLog.error("AtThreadExitListener being destroyed with thread still registered");
+        } catch (...) {
+            // This line is lost; the other threads get theirs.
+        }
     }
 }
 

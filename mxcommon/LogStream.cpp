@@ -14,10 +14,17 @@ LogStream::LogStream(const Log& log) : LogStream(log.handler(), log.category(), 
 
 LogStream::LogStream(LogStream&& source) :
     mpHandler(source.mpHandler),
-    mCategory(std::move(source.mCategory)),
-    mActive(std::exchange(source.mActive, false)),
+    mCategory(source.mCategory),
+    mActive(true),
     mLevel(source.mLevel),
-    mStream(std::move(source.mStream)) {}
+    mStream(std::move(source.mStream)) {
+    source.mActive = false;
+}
+
+LogStream& LogStream::operator<<(std::ostream& (*manipulator)(std::ostream&)) {
+    mStream << manipulator;
+    return *this;
+}
 
 LogStream::~LogStream() {
     if (!mActive) {

@@ -15,7 +15,10 @@ public:
     LogStream(LogHandler* handler, const std::string& category, int level);
     /** A line of the debug level under the log's category. */
     explicit LogStream(const Log& log);
-    /** Takes over the line and what it holds so far; the source owes none any more. */
+    /**
+     * Takes over what the source's line holds so far, and owes a line from now on, whether
+     * the source still did or not; the source owes none any more but keeps its category.
+     */
     LogStream(LogStream&& source);
     ~LogStream();
     LogStream(const LogStream&) = delete;
@@ -26,6 +29,8 @@ public:
         mStream << value;
         return *this;
     }
+    /** For std::endl and its kin, which are templates and name no type of their own. */
+    LogStream& operator<<(std::ostream& (*manipulator)(std::ostream&));
 
 private:
     LogHandler* mpHandler;

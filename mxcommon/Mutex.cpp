@@ -14,9 +14,10 @@ void throwIfFailed(int result, const char* message) {
 Mutex::Mutex(bool recursive) {
     // Never destroyed on purpose: the attributes own nothing.
     pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
+    throwIfFailed(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init failed");
     if (recursive) {
-        pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+        throwIfFailed(pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE),
+                      "pthread_mutexattr_settype failed");
     }
     throwIfFailed(pthread_mutex_init(&mHandle, &attributes), "pthread_mutex_init failed");
 }

@@ -60,7 +60,10 @@ void Thread::join() {
     setId(0);
 }
 
-bool Thread::isCurrentThread() { return id() == pthread_self(); }
+bool Thread::isCurrentThread() {
+    MutexLock lock(mIdMutex);
+    return mThread == pthread_self();
+}
 
 void* Thread::enter(void* self) {
     auto& thread = *static_cast<Thread*>(self);

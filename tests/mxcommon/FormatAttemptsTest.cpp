@@ -29,6 +29,22 @@ TEST(TheFormatter, NeedsASecondAttemptFromTwoHundredAndFiftySixCharactersOn) {
 
 TEST(TheFormatter, MakesTwelveAttemptsAtMost) { EXPECT_EQ(attemptsFor(600'000), 12); }
 
+TEST(TheFormatter, TriesAgainAfterAFailure) {
+    for (const int failures : {1, 11}) {
+        std::string text;
+        int attempts = 0;
+        {
+            const Recording recording;
+            fail(kVsnprintf, EOVERFLOW, failures);
+            text = mxcommon::formatString("%s=%d", "bus", 1);
+            attempts = state().count[kVsnprintf];
+        }
+
+        EXPECT_EQ(text, "bus=1");
+        EXPECT_EQ(attempts, failures + 1);
+    }
+}
+
 TEST(TheFormatter, GivesNothingWhenTheSystemsNeverSucceeds) {
     std::string text = "x";
     int attempts = 0;

@@ -84,13 +84,29 @@ TEST(ALogStream, OwesNothingAnyMoreOnceItWasMoved) {
     EXPECT_THAT(handler.lines(), ElementsAre("20 Usb: begun, carried on, ended"));
 }
 
-class ThrowingLogHandler : public LogHandler {
-public:
-    void log(int, const char*, const char*) override { throw std::runtime_error("no log"); }
-};
+TEST(ALogStream, OwesALineOnceItIsMovedToWhateverItsSourceDid) {
+    RecordingLogHandler handler;
+    LogStream source(&handler, "Usb", 20);
+    source << "first";
+    { const LogStream first(std::move(source)); }
+    {
+        LogStream second(std::move(source));
+        second << "second";
+    }
+
+    EXPECT_THAT(handler.lines(), ElementsAre("20 Usb: first", "20 Usb: second"));
+}
+
+TEST(ALogStream, TakesManipulators) {
+    RecordingLogHandler handler;
+
+    { LogStream(&handler, "Usb", 30) << std::hex << 255 << std::endl << "behind" << std::flush << std::ends; }
+
+    EXPECT_THAT(handler.lines(), ElementsAre("30 Usb: ff\nbehind"));
+}
 
 TEST(ALogStream, SwallowsWhatItsHandlerThrows) {
-    ThrowingLogHandler handler;
+    ThrowingLogHandler handler(1, std::runtime_error("no log"));
 
     EXPECT_NO_THROW(LogStream(&handler, "Usb", 10) << "x");
 }

@@ -23,3 +23,19 @@ private:
     mutable std::mutex mMutex;
     std::vector<std::string> mLines;
 };
+
+/** Throws from the given line on, the first being 1; counts down below 0. */
+template <class Exception>
+class ThrowingLogHandler : public mxcommon::LogHandler {
+public:
+    ThrowingLogHandler(int firstLine, Exception exception) : mLeft(firstLine), mException(exception) {}
+
+    void log(int, const char*, const char*) override {
+        if (--mLeft <= 0) {
+            throw mException;
+        }
+    }
+
+    int mLeft;
+    Exception mException;
+};

@@ -2,11 +2,11 @@
 #include "tests/mxcommon/SystemFaults.h"
 
 #include "common/LibUsbThread.h"
-#include "mxcommon/AtThreadExitListener.h"
 #include "mxcommon/Exceptions.h"
 #include "mxcommon/Thread.h"
 #include "tests/mxcommon/RecordingLogHandler.h"
 #include "tests/mxcommon/Thrown.h"
+#include "tests/support/Assertions.h"
 
 #include <gmock/gmock.h>
 
@@ -82,15 +82,6 @@ TEST(AThreadsId, IsZeroUntilItIsStartedAndAfterItIsJoined) {
     EXPECT_TRUE(isZero());
 }
 
-class IdleListener : public AtThreadExitListener {
-public:
-    using AtThreadExitListener::AtThreadExitListener;
-    int told = 0;
-
-private:
-    void onThreadExit() override { ++told; }
-};
-
 TEST(AFailingThreadCreation, IsLoggedAndThrownAndMayBeTriedAgain) {
     RecordingLogHandler handler;
     IdleThread thread(&handler);
@@ -129,12 +120,45 @@ TEST(AFailingJoin, IsLoggedAndThrownAndNotTriedAgain) {
     EXPECT_THAT(handler.lines(), ElementsAre("10 Thread: Idle: pthread_join failed: return value 22."));
 }
 
+TEST(AThreadThatJoinsItself, IsToldSoAndIsNotJoinedAnyMore) {
+    class SelfJoiningThread : public Thread {
+    public:
+        explicit SelfJoiningThread(LogHandler* handler) : Thread(handler, "Self") {}
+        ~SelfJoiningThread() override { join(); }
+        std::promise<pthread_t> ended;
+        Thrown thrown;
+        bool isStillItself = false;
+
+    private:
+        void run() override {
+            thrown = thrownBy([&] { join(); });
+            isStillItself = isCurrentThread();
+            ended.set_value(pthread_self());
+        }
+    };
+    RecordingLogHandler handler;
+    SelfJoiningThread thread(&handler);
+    thread.start();
+    const pthread_t id = thread.ended.get_future().get();
+    int joins = -1;
+    {
+        const Recording recording;
+        thread.join();
+        joins = state().count[kPthreadJoin];
+    }
+    pthread_join(id, nullptr);
+
+    EXPECT_EQ(thread.thrown.text, "ThreadException: pthread_join failed");
+    EXPECT_TRUE(thread.isStillItself);
+    EXPECT_EQ(joins, 0);
+    EXPECT_THAT(handler.lines(), ElementsAre("10 Thread: Self: pthread_join failed: return value 35."));
+}
+
 void destroyAThreadWhoseJoinFails(LogHandler* handler) {
     IdleThread thread(handler);
     thread.start();
     thread.waitUntilRunning();
-    state().fails[kPthreadJoin] = 1;
-    state().error[kPthreadJoin] = EINVAL;
+    fail(kPthreadJoin, EINVAL);
 }
 
 TEST(AFailingJoin, IsOnlyLoggedByTheDestructor) {
@@ -147,26 +171,10 @@ TEST(AFailingJoin, IsOnlyLoggedByTheDestructor) {
                                              "ThreadException: pthread_join failed"));
 }
 
-/** Throws from the given line on. */
-template <class Exception>
-class ThrowingLogHandler : public LogHandler {
-public:
-    ThrowingLogHandler(int firstLine, Exception exception) : mLeft(firstLine), mException(exception) {}
-
-    void log(int, const char*, const char*) override {
-        if (--mLeft <= 0) {
-            throw mException;
-        }
-    }
-
-    int mLeft;
-    Exception mException;
-};
-
 TEST(AFailingJoin, IsForgottenByTheDestructorWhenTheLogThrowsToo) {
-    ThrowingLogHandler<std::runtime_error> standard(1, std::runtime_error("no log"));
+    ThrowingLogHandler standard(1, std::runtime_error("no log"));
     destroyAThreadWhoseJoinFails(&standard);
-    ThrowingLogHandler<int> other(2, 5);
+    ThrowingLogHandler other(2, 5);
     destroyAThreadWhoseJoinFails(&other);
     state() = State();
 
@@ -175,78 +183,9 @@ TEST(AFailingJoin, IsForgottenByTheDestructorWhenTheLogThrowsToo) {
 }
 
 TEST(AFailingJoinDeathTest, EndsTheProcessWhenTheDestructorMeetsAnythingElse) {
-    ThrowingLogHandler<int> handler(1, 5);
+    ThrowingLogHandler handler(1, 5);
 
     EXPECT_DEATH(destroyAThreadWhoseJoinFails(&handler), "terminate called");
-}
-
-TEST(AFailingKeyCreation, IsThrown) {
-    RecordingLogHandler handler;
-    Thrown thrown;
-    {
-        const Failing failing(kPthreadKeyCreate, EAGAIN);
-        thrown = thrownBy([&] { IdleListener listener(&handler); });
-    }
-
-    EXPECT_EQ(thrown.type, typeid(ThreadException));
-    EXPECT_EQ(thrown.text, "ThreadException: pthread_key_create failed with error 11");
-    EXPECT_THAT(handler.lines(), IsEmpty());
-}
-
-TEST(AFailingRegistration, IsThrownAndLeavesNothingRegisteredAndNothingLocked) {
-    RecordingLogHandler handler;
-    Thrown thrown;
-    int settings = 0;
-    {
-        IdleListener listener(&handler);
-        std::thread([&] {
-            {
-                const Failing failing(kPthreadSetspecific, ENOMEM);
-                thrown = thrownBy([&] { listener.registerCurrentThread(); });
-            }
-            listener.registerCurrentThread();
-            listener.registerCurrentThread();
-            settings = state().count[kPthreadSetspecific];
-        }).join();
-        EXPECT_EQ(listener.told, 1);
-    }
-
-    EXPECT_EQ(thrown.type, typeid(ThreadException));
-    EXPECT_EQ(thrown.text, "ThreadException: pthread_setspecific failed with error 12");
-    EXPECT_EQ(settings, 1);
-    EXPECT_THAT(handler.lines(), IsEmpty());
-}
-
-TEST(AnExitCallback, IsNotMadeWhenTheLockFails) {
-    RecordingLogHandler handler;
-    IdleListener listener(&handler);
-
-    std::thread([&] {
-        listener.registerCurrentThread();
-        state().fails[kPthreadMutexLock] = 1;
-        state().error[kPthreadMutexLock] = EINVAL;
-    }).join();
-
-    EXPECT_EQ(listener.told, 0);
-    EXPECT_THAT(handler.lines(),
-                ElementsAre("10 AtThreadExitListener: Suppressed exception from thread exit handler: "
-                            "MutexException: pthread_mutex_lock failed"));
-}
-
-TEST(ARegistrationWithoutMemory, IsFoundOutWhenTheThreadEnds) {
-    RecordingLogHandler handler;
-    IdleListener listener(&handler);
-    Thrown thrown;
-
-    std::thread([&] {
-        const Failing failing(kMemory, ENOMEM);
-        thrown = thrownBy([&] { listener.registerCurrentThread(); });
-    }).join();
-
-    EXPECT_EQ(thrown.type, typeid(std::bad_alloc));
-    EXPECT_EQ(listener.told, 1);
-    EXPECT_THAT(handler.lines(),
-                ElementsAre("10 AtThreadExitListener: Thread exit handler called for non-registered thread"));
 }
 
 TEST(ALibUsbThread, IsNotMadeWithoutAThread) {
@@ -261,6 +200,17 @@ TEST(ALibUsbThread, IsNotMadeWithoutAThread) {
 
     EXPECT_EQ(thrown.type, typeid(ThreadException));
     EXPECT_EQ(thrown.text, "ThreadException: pthread_create failed");
+}
+
+TEST(ALibUsbThreadDeathTest, StopsWithoutAContextBeforeAnythingElseCanFail) {
+    const auto makeWhile = [](Call call) {
+        const Failing failing(call, ENOMEM);
+        thrownBy([] { zebdiscovery::LibUsbThread thread(nullptr, true); });
+    };
+
+    for (const Call call : {kPipe, kPthreadMutexattrInit, kMemory}) {
+        EXPECT_ASSERTION(makeWhile(call), "common/LibUsbThread.cpp", "mpLibusbCtx");
+    }
 }
 
 } // namespace

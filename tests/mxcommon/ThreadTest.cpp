@@ -262,13 +262,8 @@ TEST(AnExitListener, LogsWhatItsCallbackThrowsAndTheThreadEndsNormally) {
                     "10 AtThreadExitListener: Suppressed unknown exception from thread exit handler"));
 }
 
-class ThrowingLogHandler : public LogHandler {
-public:
-    void log(int, const char*, const char*) override { throw 7; }
-};
-
 TEST(AnExitListener, LetsNothingOutEvenWhenItsLogThrows) {
-    ThrowingLogHandler handler;
+    ThrowingLogHandler handler(1, 7);
     int told = 0;
     Listener listener(&handler, [&] {
         ++told;

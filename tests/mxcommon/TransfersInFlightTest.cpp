@@ -75,23 +75,6 @@ TEST_P(WithTransfersInFlight, WaitingReturnsAtOnceForATransferItDoesNotHave) {
     mpThread.reset();
 }
 
-TEST_P(WithTransfersInFlight, WaitingLastsUntilTheCallbackHasReturned) {
-    std::latch reached(1);
-    std::atomic<bool> returning = false;
-    zebdiscovery::WaitableEvent never(true, false);
-    const auto answered = transfer(kAnswers, [&](OwnTransfer&) {
-        reached.count_down();
-        never.timedWait(30);
-        returning = true;
-    });
-    mpThread->submit(answered->get());
-    reached.wait();
-
-    mpThread->waitForTransfer(answered->get());
-
-    EXPECT_TRUE(returning);
-}
-
 /** Eight threads that each wait for one of the transfers, all waiting when they finish. */
 void waitFromEightThreads(LibUsbThread& thread, const std::vector<OwnTransfer*>& transfers,
                           const std::function<void()>& finish) {

@@ -1,7 +1,5 @@
 #include "tests/mxcommon/LibUsbThreadFixture.h"
 
-#include "common/WaitableEvent.h"
-
 #include <gmock/gmock.h>
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #include "tests/handshake/NodeAccess.h"
 
+#include "tests/support/Record.h"
+
 #include <cerrno>
 #include <unistd.h>
 
@@ -14,8 +16,8 @@ NodeAccess& NodeAccess::instance() {
 
 // Wins over the C library's, which does not see the emulated nodes.
 extern "C" __attribute__((visibility("default"))) int euidaccess(const char* path, int mode) noexcept {
-    zebtest::NodeAccess& nodes = zebtest::NodeAccess::instance();
-    nodes.asked.emplace_back(path, mode);
+    zebtest::Record::note("euidaccess", path, mode);
+    const zebtest::NodeAccess& nodes = zebtest::NodeAccess::instance();
     if (!nodes.allow)
         return access(path, mode);
     errno = EACCES;

@@ -39,7 +39,7 @@ TEST(ADeviceNode, IsAskedForReadingAndWriting) {
 
     rig.offer();
 
-    EXPECT_THAT(NodeAccess::instance().asked, ElementsAre(Pair(kDevNode, kReadWrite)));
+    EXPECT_THAT(rig.below("euidaccess"), ElementsAre(Call{"euidaccess", {kDevNode, kReadWrite}}));
 }
 
 TEST(ADeviceNode, IsLookedForUnderProcNext) {
@@ -48,8 +48,8 @@ TEST(ADeviceNode, IsLookedForUnderProcNext) {
 
     rig.offer();
 
-    EXPECT_THAT(NodeAccess::instance().asked,
-                ElementsAre(Pair(kDevNode, kReadWrite), Pair(kProcNode, kReadWrite)));
+    EXPECT_THAT(rig.below("euidaccess"), ElementsAre(Call{"euidaccess", {kDevNode, kReadWrite}},
+                                                     Call{"euidaccess", {kProcNode, kReadWrite}}));
     EXPECT_TRUE(rig.runUntil([&] { return rig.requests() > 0; }));
 }
 
@@ -59,7 +59,7 @@ TEST(ADeviceNode, ThatMayNotBeUsedEndsTheEntityWithoutAnError) {
 
     rig.offer();
 
-    EXPECT_THAT(NodeAccess::instance().asked, SizeIs(2));
+    EXPECT_THAT(rig.below("euidaccess"), SizeIs(2));
     EXPECT_THAT(rig.logged(10), IsEmpty());
     expectGivenUp(rig);
 }
@@ -80,7 +80,7 @@ TEST(ADevice, ThatLibusbDoesNotListIsNotLookedFor) {
 
     rig.offer();
 
-    EXPECT_THAT(NodeAccess::instance().asked, IsEmpty());
+    EXPECT_THAT(rig.below("euidaccess"), IsEmpty());
     expectGivenUp(rig);
 }
 

@@ -94,4 +94,10 @@ std::vector<std::string> Rig::logged(int severity) const {
     return texts;
 }
 
+std::vector<Call> Rig::below(const std::string& name) const {
+    std::vector<Call> found = host.record.of(Kind::Below);
+    std::erase_if(found, [&](const Call& call) { return call.name != name; });
+    return found;
+}
+
 } // namespace zebtest

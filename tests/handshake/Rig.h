@@ -51,6 +51,8 @@ public:
     std::size_t requests() { return phone->received().size(); }
     /** The log lines of one severity or more severe. */
     std::vector<std::string> logged(int severity) const;
+    /** The calls of one function of libusb or the system. */
+    std::vector<Call> below(const std::string& name) const;
     int lostCalls() const { return static_cast<int>(host.callsOf("entityLost").size()); }
 
     PluginUnderTest plugin;

@@ -97,6 +97,52 @@ TEST_F(AnAccessoryEntity, MayBeShownAtOnceOnlyWhenItsPhoneHasBeenSwitched) {
     EXPECT_FALSE(AAPUsbEntity(*discoverer, *discoverer, other, &configuration).takePublishFlag());
 }
 
+struct NumbersRow {
+    const char* bus;
+    const char* device;
+    const char* command;
+};
+
+const NumbersRow kNumbersRows[] = {
+    {"001", "002", "zebcmd:v=1;t=USBAAP;bus=1;dev=2"},
+    {"100", "127", "zebcmd:v=1;t=USBAAP;bus=100;dev=127"},
+    {"123", "255", "zebcmd:v=1;t=USBAAP;bus=123;dev=255"},
+    {"12 ", "x", "zebcmd:v=1;t=USBAAP;bus=12;dev=0"},
+    // The longest that there are: the buffer holds them.
+    {"-2147483648", "-2147483648", "zebcmd:v=1;t=USBAAP;bus=-2147483648;dev=-2147483648"},
+};
+
+TEST_F(AnAccessoryEntity, PutsItsNumbersIntoItsCommandInDecimals) {
+    for (const NumbersRow& row : kNumbersRows) {
+        SCOPED_TRACE(row.command);
+        const DeviceRecord device(1, {row.bus, row.device, "18d1", "2d00"});
+        AAPUsbEntity entity(*discoverer, *discoverer, device, &configuration);
+        const void* request = host.fetch(toHost(&entity), "zebcmd");
+        host.takeRecord();
+
+        EXPECT_EQ(entity.openPort(), Status::Done);
+        EXPECT_EQ(host.takeRecord({Kind::LevelQuery}),
+                  (std::vector<Call>{{"allocString", {nullptr, 56}},
+                                     {"setEntityTimer", {toHost(&entity), 1'000'000}}}));
+        EXPECT_TRUE(entity.handleTimeout());
+
+        EXPECT_THAT(host.callsOf("fetchComplete"),
+                    ElementsAre(Call{"fetchComplete", {toHost(&entity), "zebcmd", request, 0, row.command}}));
+    }
+}
+
+TEST_F(AnAccessoryEntity, WithoutMemoryForItsCommandAnswersSo) {
+    const DeviceRecord device(1, usbProperties("18d1", "2d00"));
+    AAPUsbEntity entity(*discoverer, *discoverer, device, &configuration);
+    host.failAllocations = true;
+
+    EXPECT_EQ(entity.openPort(), Status::Done);
+
+    EXPECT_THAT(host.strings.outstanding(), IsEmpty());
+    EXPECT_THAT(host.callsOf("setEntityTimer"),
+                ElementsAre(Call{"setEntityTimer", {toHost(&entity), 1'000'000}}));
+}
+
 TEST_F(AnAccessoryEntity, StopsTheProcessWithoutAFourthProperty) {
     DeviceRecord device(1, usbProperties("18d1", "4ee2"));
     device.claimPropertiesCount(3);

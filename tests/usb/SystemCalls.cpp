@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
+#include <net/if.h>
+#include <sys/ioctl.h>
 
 namespace zebtest {
 
@@ -34,7 +36,8 @@ int __wrap_socket(int domain, int type, int protocol) {
     Record::note("socket", domain, type, protocol);
     ++systemCalls().sockets;
     errno = systemCalls().socketError;
-    return errno != 0 ? -1 : __real_socket(domain, type, protocol);
+    systemCalls().lastSocket = errno != 0 ? -1 : __real_socket(domain, type, protocol);
+    return systemCalls().lastSocket;
 }
 
 int __wrap_ioctl(int descriptor, unsigned long request, ...) {
@@ -42,7 +45,10 @@ int __wrap_ioctl(int descriptor, unsigned long request, ...) {
     va_start(arguments, request);
     void* argument = va_arg(arguments, void*);
     va_end(arguments);
-    Record::note("ioctl", request);
+    if (request == SIOCGIFCONF) // with the room for the list
+        Record::note("ioctl", descriptor, request, static_cast<const ifconf*>(argument)->ifc_len);
+    else
+        Record::note("ioctl", descriptor, request);
     errno = systemCalls().ioctlError;
     return errno != 0 ? -1 : __real_ioctl(descriptor, request, argument);
 }

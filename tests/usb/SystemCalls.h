@@ -13,6 +13,8 @@ struct SystemCalls {
     /** malloc fails at its n-th call from now on; 0: never. */
     int failMallocAt = 0;
     int sockets = 0; // calls of socket
+    /** The descriptor of the last socket. */
+    int lastSocket = -1;
 };
 
 SystemCalls& systemCalls();

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 using namespace testing;
@@ -23,6 +25,7 @@ class OpenTcpUsbEntity : public TcpUsbEntity {
 public:
     using TcpUsbEntity::doSetZebCmd;
     using TcpUsbEntity::hasActiveHandles;
+    using TcpUsbEntity::setOwnEventHandle;
     using TcpUsbEntity::TcpUsbEntity;
 };
 
@@ -57,6 +60,13 @@ protected:
         }
         return "";
     }
+
+    /** Everything since the last time, but the questions whether a severity is wanted. */
+    std::vector<Call> taken() { return host.takeRecord({Kind::LevelQuery}); }
+    static Call line(int severity, const std::string& text) { return {"log", {severity, text}}; }
+    static Call socketMade() { return {"socket", {AF_INET, int{SOCK_DGRAM}, 0}}; }
+    static Call listAsked() { return {"ioctl", {systemCalls().lastSocket, SIOCGIFCONF, 1024}}; }
+    static Call closed(int descriptor) { return {"close", {descriptor}}; }
 
     Network network;
     DeviceRecord device{1, usbProperties("18d1", "4ee2"), tetheringDescriptors()};
@@ -105,6 +115,45 @@ TEST_F(ATetheredPhone, IsReachedByTheCommandOfItsKind) {
     EXPECT_EQ(commandOf(kAndroid), "zebcmd:v=1;t=USBAND");
     EXPECT_EQ(commandOf(kOther), "zebcmd:v=1;t=USBWM");
     EXPECT_TRUE(host.hasLogged(80, "Found interface for entity with IP address 169.254.2.1"));
+}
+
+TEST_F(ATetheredPhone, IsSoughtStepByStep) {
+    network.add("192.168.42.23");
+    network.add("192.168.42.24");
+    OpenTcpUsbEntity entity(*discoverer, *discoverer, device, kAndroid);
+    taken();
+
+    entity.openPort();
+
+    EXPECT_EQ(taken(), (std::vector<Call>{
+                           socketMade(),
+                           listAsked(),
+                           closed(systemCalls().lastSocket),
+                           line(80, "Found interface for entity with IP address 192.168.42.129"),
+                           {"allocString", {"zebcmd:v=1;t=USBAND", -1}},
+                           {"setEntityTimer", {toHost(&entity), 500'000}},
+                       }))
+        << "the first of the two is enough";
+}
+
+TEST_F(ATetheredPhone, IsSoughtInSilenceWhereThereIsNone) {
+    OpenTcpUsbEntity entity(*discoverer, *discoverer, device, kAndroid);
+    taken();
+
+    entity.openPort();
+
+    EXPECT_EQ(taken(), (std::vector<Call>{socketMade(), listAsked(), closed(systemCalls().lastSocket)}));
+}
+
+TEST_F(ATetheredPhone, ClosesItsOwnHandleBeforeItCancelsItsTimer) {
+    OpenTcpUsbEntity entity(*discoverer, *discoverer, device, kAndroid);
+    const int descriptor = dup(2);
+    entity.setOwnEventHandle(descriptor);
+    taken();
+
+    entity.stop();
+
+    EXPECT_EQ(taken(), (std::vector<Call>{closed(descriptor), {"setEntityTimer", {toHost(&entity), -1}}}));
 }
 
 struct PrefixRow {
@@ -171,23 +220,30 @@ TEST_F(ATetheredPhone, IsSoughtWithoutLeavingDescriptorsOpen) {
 TEST_F(ATetheredPhone, IsSoughtAgainLaterWhenThereIsNoSocket) {
     systemCalls().socketError = EMFILE;
 
-    EXPECT_EQ(scan(), Status::TryLater);
-    EXPECT_EQ(scan(), Status::TryLater);
+    OpenTcpUsbEntity entity(*discoverer, *discoverer, device, kAndroid);
+    taken();
 
-    const LogLine line{10, "Socket returned error " + std::to_string(EMFILE) + ": " + std::strerror(EMFILE)};
-    EXPECT_THAT(host.logLines(), ElementsAre(line, line)) << "each time";
+    EXPECT_EQ(entity.openPort(), Status::TryLater);
+    EXPECT_EQ(entity.openPort(), Status::TryLater);
+
+    const Call said =
+        line(10, "Socket returned error " + std::to_string(EMFILE) + ": " + std::strerror(EMFILE));
+    EXPECT_EQ(taken(), (std::vector<Call>{socketMade(), said, socketMade(), said})) << "each time";
 }
 
 TEST_F(ATetheredPhone, IsSoughtAgainLaterWhenTheListFailsAndTheSocketStaysOpen) {
     systemCalls().ioctlError = EPERM;
     const int before = openDescriptors();
+    OpenTcpUsbEntity entity(*discoverer, *discoverer, device, kAndroid);
+    taken();
 
-    EXPECT_EQ(scan(), Status::TryLater);
+    EXPECT_EQ(entity.openPort(), Status::TryLater);
     const int after = openDescriptors();
 
-    EXPECT_THAT(host.logLines(),
-                ElementsAre(LogLine{10, "ioctl(SIOCGIFCONF) returned error " + std::to_string(EPERM) + ": " +
-                                            std::strerror(EPERM)}));
+    EXPECT_EQ(taken(),
+              (std::vector<Call>{socketMade(), listAsked(),
+                                 line(10, "ioctl(SIOCGIFCONF) returned error " + std::to_string(EPERM) +
+                                              ": " + std::strerror(EPERM))}));
     EXPECT_EQ(after, before + 1);
     while (openDescriptors() > before) { // ours are the highest
         int highest = 255;
@@ -277,6 +333,26 @@ TEST_F(AnOfferedTetheredPhone, DropsItsCommandWhenTheInterfaceDisappeared) {
     host.advance(1'500'000);
 
     EXPECT_EQ(lastAnswer(), (std::vector<Argument>{entity, "zebcmd", request, 0, "zebcmd:v=1;t=USBAND"}));
+}
+
+TEST_F(AnOfferedTetheredPhone, IsStartedStepByStep) {
+    network.add("192.168.42.23");
+    taken();
+
+    offer();
+
+    EXPECT_EQ(taken(), (std::vector<Call>{
+                           line(30, "Found an Android device in tethering mode"),
+                           {"addEntity", {host.discoverer, entity}},
+                           {"setEntityTimer", {entity, -1}},
+                           socketMade(),
+                           listAsked(),
+                           closed(systemCalls().lastSocket),
+                           line(80, "Found interface for entity with IP address 192.168.42.129"),
+                           {"allocString", {"zebcmd:v=1;t=USBAND", -1}},
+                           {"setEntityTimer", {entity, 500'000}},
+                           line(80, "Port opened successfully"),
+                       }));
 }
 
 TEST_F(AnOfferedTetheredPhone, IsPublishedAtOnceAndCantPassItsConnection) {

@@ -45,6 +45,8 @@ void EventHandles::HandleSet::checkInvariance() const {
     ZEB_ASSERT(mpEventHandles || (mMaxHandleCount == 0 && !mpWriteNotification));
     ZEB_ASSERT(!mpEventHandles || (mMaxHandleCount > 0 && mpWriteNotification));
     ZEB_ASSERT(mHandleCount <= mMaxHandleCount);
+    // The next two follow from these three, so a compiler would leave them out: let it look again.
+    asm volatile("" ::: "memory");
     ZEB_ASSERT(mHandleCount == 0 || (mpEventHandles && mpWriteNotification));
     ZEB_ASSERT(mMaxHandleCount == 0 || (mpEventHandles && mpWriteNotification));
     for (uint32_t i = 0; i < mHandleCount; ++i)

@@ -33,8 +33,10 @@ extern "C" {
  * null, with nothing written, when the discoverer can't be allocated. The
  * discoverer belongs to the plug-in; slot destroyDiscoverer ends it.
  *
- * This is the one function that may throw (there is no barrier yet): std::bad_alloc
- * or a runtime error of the plug-in's C++ library, with nothing left behind.
+ * This is the one function that may throw (there is no barrier yet): std::bad_alloc,
+ * a runtime error of the plug-in's C++ library, or what the host's own log callback
+ * throws. Nothing is left behind then but entry points in the table, which lead
+ * nowhere.
  */
 typedef ZEBDiscoverer* (*ZEBDiscovererInitializeFunction)(ZEBDiscovererInterface* interfaceTable,
                                                           size_t interfaceSize,

@@ -1,9 +1,13 @@
 """What scripts/mutate can break in the code that ships, and the list of what breaks nothing."""
 
 import collections
+import itertools
 import re
 import sys
 from pathlib import Path
+
+from operators import OPERATORS
+from syntax import Source
 
 ROOT = Path(__file__).resolve().parents[2]
 HARMLESS = ROOT / "tests" / "mutation" / "harmless.txt"
@@ -18,22 +22,25 @@ NO_VALUE = re.compile(r'\bvirtual\b.*=\s*0;|^[^(]*\)[\sa-z]*=\s*0;|static_assert
 
 
 class Mutant:
-    """One change of one file; the key names it by the broken line, so that it outlives changes around it."""
+    """One change of one file; its key names it by what is written there, so that it outlives changes around it."""
 
-    def __init__(self, path, source, match):
-        self.path = path
-        self.source = source
-        self.start = match.start()
+    def __init__(self, path, source, place, operator, new):
+        self.path, self.source, self.operator, self.new = path, source, operator, new
+        self.start, self.end = place
         self.number = source.count("\n", 0, self.start) + 1
-        self.old = match[0]
-        self.new = self.old[:-1] + 'x"' if match["text"] else next_number(self.old)
-        self.key = f"{path}: {line_at(self.broken(), self.start).strip()}"
+        self.old = source[self.start:self.end]
+        self.told = f"{squeezed(self.old)} -> {squeezed(new)}"
+        self.key = ""
 
     def broken(self):
-        return self.source[:self.start] + self.new + self.source[self.start + len(self.old):]
+        return self.source[:self.start] + self.new + self.source[self.end:]
 
     def __str__(self):
-        return f"{self.path}:{self.number}: {self.old} -> {self.new}"
+        return f"{self.path}:{self.number}: {self.told}"
+
+
+def squeezed(text):
+    return " ".join(text.split())
 
 
 def next_number(text):
@@ -48,16 +55,40 @@ def line_at(source, position):
     return source[source.rfind("\n", 0, position) + 1:end if end >= 0 else len(source)]
 
 
-def mutants_of(path, source):
-    """Equal broken lines of a file are told apart by a count."""
-    seen = collections.Counter()
+def values_of(path, source):
+    """A text gets one character more, a number becomes the next one: known by the broken line."""
     for match in TOKEN.finditer(source):
         if match.lastgroup and not NO_VALUE.search(line_at(source, match.start())):
-            mutant = Mutant(path, source, match)
-            seen[mutant.key] += 1
-            if seen[mutant.key] > 1:
-                mutant.key += f" ({seen[mutant.key]})"
+            new = match[0][:-1] + 'x"' if match["text"] else next_number(match[0])
+            mutant = Mutant(path, source, match.span(), match.lastgroup, new)
+            mutant.key = f"{path}: {line_at(mutant.broken(), mutant.start).strip()}"
             yield mutant
+
+
+def structures_of(path, source):
+    """What the operators break: known by the function and by what it becomes there."""
+    code = Source(source)
+    for operator, breaks in OPERATORS.items():
+        for start, end, new, *told in breaks(code):
+            mutant = Mutant(path, source, (start, end), operator, new)
+            mutant.told = told[0] if told else mutant.told
+            if not NO_VALUE.search(line_at(source, start)):
+                mutant.key = f"{path}: {code.function_at(start)}: {operator}: {mutant.told}"
+                yield mutant
+
+
+def mutants_of(path, source):
+    """No two are the same code; equal keys of a file are told apart by a count."""
+    seen, keys = set(), collections.Counter()
+    for mutant in itertools.chain(values_of(path, source), structures_of(path, source)):
+        broken = mutant.broken()
+        if broken in seen:
+            continue
+        seen.add(broken)
+        keys[mutant.key] += 1
+        if keys[mutant.key] > 1:
+            mutant.key += f" ({keys[mutant.key]})"
+        yield mutant
 
 
 def all_mutants():

@@ -1,8 +1,7 @@
 """Shows that scripts/mutate finds what there is to break, and that its list of harmless mutants stays true."""
 
 import collections
-import contextlib
-import io
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -14,7 +13,9 @@ from types import SimpleNamespace
 sys.dont_write_bytecode = True
 HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE))
+import lane as lanes  # noqa: E402
 import mutants as subject  # noqa: E402
+import sittings  # noqa: E402
 
 LOADER = SourceFileLoader("mutate", str(HERE.parents[1] / "scripts" / "mutate"))
 player = module_from_spec(spec_from_loader("mutate", LOADER))
@@ -22,7 +23,11 @@ LOADER.exec_module(player)
 
 
 def changes(source):
-    return [(mutant.old, mutant.new) for mutant in subject.mutants_of("usb/A.cpp", source)]
+    return [(mutant.old, mutant.new) for mutant in subject.values_of("usb/A.cpp", source)]
+
+
+def mutant():
+    return next(subject.values_of("usb/A.cpp", "int x = 1;"))
 
 
 class Finding(unittest.TestCase):
@@ -49,7 +54,7 @@ class Finding(unittest.TestCase):
                 self.assertEqual(changes(source), [])
 
     def test_changes_nothing_but_that_one_place(self):
-        mutants = list(subject.mutants_of("usb/A.cpp", "one(1);\ntwo(1, 1);\n"))
+        mutants = list(subject.values_of("usb/A.cpp", "one(1);\ntwo(1, 1);\n"))
 
         self.assertEqual([mutant.broken() for mutant in mutants],
                          ["one(2);\ntwo(1, 1);\n", "one(1);\ntwo(2, 1);\n", "one(1);\ntwo(1, 2);\n"])
@@ -68,12 +73,12 @@ class Finding(unittest.TestCase):
         self.assertGreater(min(folders.values()), 100)
 
     def test_takes_a_folder_a_file_or_a_line(self):
-        mutant = next(subject.mutants_of("usb/A.cpp", "\n\nint x = 1;"))
+        found = next(subject.mutants_of("usb/A.cpp", "\n\nint x = 1;"))
 
         for wanted, answer in {(): True, ("usb",): True, ("usb/",): True, ("usb/A.cpp",): True, ("usb/A.cpp:3",): True,
                                ("common",): False, ("usb/A.cpp:2",): False, ("usb/B.cpp", "usb"): True}.items():
             with self.subTest(wanted):
-                self.assertEqual(subject.is_wanted(mutant, wanted), answer)
+                self.assertEqual(subject.is_wanted(found, wanted), answer)
 
 
 class HarmlessList(unittest.TestCase):
@@ -100,19 +105,20 @@ class Playing(unittest.TestCase):
         """A lane whose commands, building and testing by turns, end with these statuses and outputs."""
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
-        lane, left = player.Lane(Path(folder.name)), list(outcomes)
+        lane, left, self.asked = lanes.Lane(Path(folder.name)), list(outcomes), []
         (lane.tree / "usb").mkdir(parents=True)
 
-        def command(*_, **__):
+        def outcome(*words):
             self.assertEqual((lane.tree / "usb" / "A.cpp").read_text(), "int x = 2;")
-            status, output = left.pop(0)
-            return SimpleNamespace(returncode=status, stdout=output)
+            self.asked.append(words)
+            status, output, *hangs = left.pop(0)
+            return lanes.Outcome(status, output, bool(hangs))
 
-        lane.command = command
+        lane.build, lane.run = outcome, outcome
         return lane
 
-    def verdict(self, lane):
-        result = lane.verdict(next(subject.mutants_of("usb/A.cpp", "int x = 1;")), ["first-test", "second-test"])
+    def verdict(self, lane, before=None):
+        result = lane.verdict(mutant(), ["first-test", "second-test"], before)
         self.assertEqual((lane.tree / "usb" / "A.cpp").read_text(), "int x = 1;")
         return result
 
@@ -125,7 +131,7 @@ class Playing(unittest.TestCase):
             (good, (8, red), (8, red)): ("first-test", "A.Works"),
             (good, (8, dead), (8, dead)): ("first-test", "A.Dies"),
             (good, (8, "12 - rules-hold (Failed)"), (8, "12 - rules-hold (Failed)")): ("first-test", "rules-hold"),
-            (good, (8, "[ RUN      ] A.Hangs\n12 - a-test (Timeout)")): ("first-test", "A.Hangs"),
+            (good, (-9, "[ RUN      ] A.Hangs\n", "hangs")): ("first-test", "A.Hangs"),
             (good, good, good, (8, red), (8, red)): ("second-test", "A.Works"),
             ((1, "A.cpp:1: error: too much"),): ("the compiler", "too much"),
         }.items():
@@ -142,29 +148,126 @@ class Playing(unittest.TestCase):
         with self.assertRaises(SystemExit):
             self.verdict(self.lane((1, "no space left on device")))
 
+    def test_asks_first_who_found_it_last_time_and_then_all(self):
+        red = (8, "[  FAILED  ] A.Works")
+
+        self.assertEqual(self.verdict(self.lane((0, ""), red, red), ("second-test", "A.Works")),
+                         ("second-test", "A.Works"))
+        self.assertEqual(self.asked, [("second-test",), ("second-test", "A.Works"), ("second-test", "A.Works")])
+        self.assertEqual(self.verdict(self.lane(*[(0, "")] * 6), ("second-test", "A.Works")), (None, ""))
+        self.assertEqual(self.verdict(self.lane(*[(0, "")] * 4), ("the compiler", "too much")), (None, ""))
+
     def test_begins_with_the_program_that_found_the_last_of_the_file(self):
         found = collections.Counter({("usb/A.cpp", "handshake-test"): 1, ("usb/B.cpp", "random-calls-test"): 2})
 
-        self.assertEqual(player.order("usb/A.cpp", found)[:2], ["handshake-test", "usb-test"])
-        self.assertEqual(player.order("usb/C.cpp", found)[0], "usb-test")
-        self.assertEqual(player.order("usb/C.h", found)[-2:], ["usb-test", "asan/usb-test"])
+        self.assertEqual(lanes.order("usb/A.cpp", found)[:2], ["handshake-test", "usb-test"])
+        self.assertEqual(lanes.order("usb/C.cpp", found)[0], "usb-test")
+        self.assertEqual(lanes.order("usb/C.h", found)[-2:], ["usb-test", "asan/usb-test"])
+
+    def test_builds_only_what_may_be_asked(self):
+        self.assertEqual(lanes.programs_for([mutant()]), sorted(lanes.TESTS["usb"]))
+        self.assertEqual(lanes.programs_for([]), [])
+
+    def test_ends_what_waits_for_ever_with_all_that_it_started(self):
+        done = lanes.Lane(Path("nowhere")).command(["sh", "-c", "echo begun; sleep 1000"], 0.2)
+
+        self.assertTrue(done.hangs)
+        self.assertEqual(done.stdout, "begun\n")
+        self.assertNotEqual(done.returncode, 0)
+
+    def test_plays_each_once_whatever_the_number_of_lanes(self):
+        for count in (1, 3):
+            side_by_side, played = lanes.Lanes(subject.ROOT / "build" / "none", count), []
+            side_by_side.play([[1, 2], [3], [4, 5, 6]], lambda _, number: played.append(number))
+
+            self.assertEqual(sorted(played), [1, 2, 3, 4, 5, 6])
+
+    def test_ends_all_lanes_at_the_first_trouble(self):
+        def trouble(*_):
+            raise SystemExit("no space left on device")
+
+        with self.assertRaises(SystemExit):
+            lanes.Lanes(subject.ROOT / "build" / "none", 2).play([[1], [2], [3]], trouble)
+
+    def test_gives_a_lane_neighbours_of_one_file(self):
+        made = [SimpleNamespace(path=path) for path in ["a"] * 90 + ["b"] * 50]
+
+        self.assertEqual([(part[0].path, len(part)) for part in player.portions(made)],
+                         [("a", 40), ("a", 40), ("b", 40), ("a", 10), ("b", 10)])
 
 
-class Scoring(unittest.TestCase):
-    def good(self, known, test):
-        mutant = next(subject.mutants_of("usb/A.cpp", "int x = 1;"))
-        score = player.Score(known, 1)
-        with contextlib.redirect_stdout(io.StringIO()):
-            score.note(mutant, test, "")
-            return score.summary(0)
+class Sitting(unittest.TestCase):
+    def setUp(self):
+        holder = tempfile.TemporaryDirectory()
+        self.addCleanup(holder.cleanup)
+        self.folder = Path(holder.name)
+
+    def test_adds_up_with_others_of_the_same_state(self):
+        sittings.Sittings(self.folder, "now").note("a", "usb-test", "A.Works")
+        sittings.Sittings(self.folder, "now").note("b", None, "")
+
+        self.assertEqual(sittings.Sittings(self.folder, "now").verdicts,
+                         {"a": ("usb-test", "A.Works"), "b": (None, "")})
+
+    def test_takes_nothing_from_another_state_but_whom_to_ask_first(self):
+        sittings.Sittings(self.folder, "then").note("a", "usb-test", "A.Works")
+        sittings.Sittings(self.folder, "then").note("b", None, "")
+        now = sittings.Sittings(self.folder, "now")
+
+        self.assertEqual(now.verdicts, {})
+        self.assertEqual(now.asked_first("a"), ("usb-test", "A.Works"))
+        self.assertIsNone(now.asked_first("b"))
+
+    def test_counts_the_last_verdict_and_none_that_was_cut_off(self):
+        sitting = sittings.Sittings(self.folder, "now")
+        sitting.note("a", None, "")
+        sitting.note("a", "usb-test", "A.Works")
+        with open(sitting.file, "a", encoding="utf-8") as log:
+            log.write('{"key": "b", "te')
+
+        self.assertEqual(sittings.Sittings(self.folder, "now").verdicts, {"a": ("usb-test", "A.Works")})
+
+    def test_is_of_another_state_once_anything_that_decides_is_changed(self):
+        subprocess.run(["git", "init", "-q", self.folder], check=True)
+        for name in ("usb/A.cpp", "tests/usb/ATest.cpp", "docs/a.md"):
+            (self.folder / name).parent.mkdir(parents=True, exist_ok=True)
+            (self.folder / name).write_text("one")
+        first = sittings.state(self.folder)
+
+        (self.folder / "docs/a.md").write_text("two")
+        self.assertEqual(sittings.state(self.folder), first)
+        for name in ("usb/A.cpp", "tests/usb/ATest.cpp"):
+            (self.folder / name).write_text("two")
+            self.assertNotEqual(sittings.state(self.folder), first)
+            (self.folder / name).write_text("one")
+        (self.folder / "usb/B.cpp").write_text("")
+        self.assertNotEqual(sittings.state(self.folder), first)
+
+
+class Standing(unittest.TestCase):
+    KEY = "usb/A.cpp: int x = 2;"
+
+    def standing(self, known, verdicts):
+        return sittings.Standing([mutant()], known, verdicts)
 
     def test_is_good_when_each_mutant_is_found_or_judged(self):
-        self.assertTrue(self.good({}, "usb-test"))
-        self.assertTrue(self.good({"usb/A.cpp: int x = 2;": "never read"}, None))
+        self.assertTrue(self.standing({}, {self.KEY: ("usb-test", "")}).is_good())
+        self.assertTrue(self.standing({self.KEY: "never read"}, {self.KEY: (None, "")}).is_good())
 
     def test_is_bad_for_a_survivor_and_for_a_find_that_was_judged_harmless(self):
-        self.assertFalse(self.good({}, None))
-        self.assertFalse(self.good({"usb/A.cpp: int x = 2;": "never read"}, "usb-test"))
+        self.assertFalse(self.standing({}, {self.KEY: (None, "")}).is_good())
+        self.assertFalse(self.standing({self.KEY: "never read"}, {self.KEY: ("usb-test", "")}).is_good())
+
+    def test_counts_by_way_and_by_folder(self):
+        for known, verdicts, row in (({}, {self.KEY: ("usb-test", "")}, [1, 1, 0, 0, 0]),
+                                     ({self.KEY: "never read"}, {}, [1, 0, 1, 0, 0]),
+                                     ({}, {self.KEY: (None, "")}, [1, 0, 0, 1, 0]), ({}, {}, [1, 0, 0, 0, 1])):
+            lines = [line.split() for line in self.standing(known, verdicts).table()]
+
+            self.assertIn(["number", *map(str, row)], lines)
+            self.assertIn(["usb/", *map(str, row)], lines)
+            self.assertIn(["common/", "0", "0", "0", "0", "0"], lines)
+            self.assertEqual(lines[-1], ["all", *map(str, row)])
 
 
 if __name__ == "__main__":

@@ -1,0 +1,235 @@
+"""Where mutants are built and tested: a copy of the tree with builds of its own."""
+
+import filecmp
+import json
+import os
+import re
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import threading
+import time
+
+from mutants import ROOT
+
+COMPILER = "the compiler"
+LOCK_RULES = "lock-rules-bite.*"  # as ctest knows them: clang reads the sources, there is nothing to build
+# The quickest first. What begins with "asan/" is built with the address sanitizer.
+TESTS = {
+    "mxcommon": ["mxcommon-faults-test", "mxcommon-test", "common-test", LOCK_RULES, "libusbthread-test",
+                 "handshake-test"],
+    "common": ["common-test", "mxcommon-faults-test", "mxcommon-test", "usb-test", "asan/common-test",
+               "handle-threads-test", "libusbthread-test", "handshake-test", "random-calls-test",
+               "failure-points-test"],
+    "usb": ["usb-test", "asan/usb-test", "handshake-test", "random-calls-test", "failure-points-test"],
+}
+LOADERS = {"handshake-test", "random-calls-test", "failure-points-test"}  # of the plug-in's file: they see no header
+# Not optimised and without debug information, which no test looks at: that halves the time to build. A name that is
+# not used any more is no find: the order and the effect of statements are for tests to hold.
+FLAGS = "-O0 -Wno-cpp -Wno-unused -Wno-unused-parameter"
+OPTIONS = ["-G", "Ninja", "-DCMAKE_BUILD_TYPE=Mutant", f"-DCMAKE_CXX_FLAGS_MUTANT={FLAGS}",
+           "-DCMAKE_C_FLAGS_MUTANT=-O0 -Wno-cpp", "-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=12",
+           *(f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld=lld -Wl,--strip-debug" for kind in ("EXE", "MODULE"))]
+
+
+def order(path, found):
+    """The tests for a file; those that found most of its mutants first, then those that a header makes build least."""
+    tests = TESTS[path.split("/")[0]]
+    return sorted(tests, key=lambda test: (-found[path, test], path.endswith(".h") and test not in LOADERS))
+
+
+def programs_for(mutants):
+    """All that may be asked about these."""
+    folders = {mutant.path.split("/")[0] for mutant in mutants}
+    return sorted({test for folder in folders for test in TESTS[folder]})
+
+
+def complaint(output):
+    """The compiler's; any other trouble of a build says nothing of the mutant."""
+    error = re.search(r"\berror: (.*)", output)
+    return error[1] if error else sys.exit(output)
+
+
+def failed(output):
+    """The first test that did, or the one that took the program with it."""
+    found = (re.findall(r"\[  FAILED  \] ([^\s,]+)", output) or re.findall(r"\[ RUN      \] (\S+)", output)[-1:] or
+             re.findall(r"\d+ - (\S+) \(", output))
+    return found[0] if found else "no test in particular"
+
+
+class Outcome:
+    def __init__(self, returncode, stdout, hangs=False):
+        self.returncode, self.stdout, self.hangs = returncode, stdout, hangs
+
+
+class Limits:
+    """How long a test may take, by what it took while all was whole; shared by the lanes."""
+
+    def __init__(self):
+        self.seconds, self.cpu = {}, {}
+
+    def learn(self, test, seconds, cpu):
+        self.seconds[test], self.cpu[test] = seconds, cpu
+
+    def of(self, test):
+        """For what waits for ever, and for what a mutant sends round in circles."""
+        return 10 + 5 * self.seconds.get(test, 60), int(10 + 5 * self.cpu.get(test, 60))
+
+
+class Lane:
+    """One tree, built in the two ways. No two lanes share anything but what the limits tell."""
+
+    def __init__(self, folder, limits=None):
+        self.tree, self.builds = folder / "tree", {"": folder / "build", "asan": folder / "asan"}
+        self.limits, self.tests = limits or Limits(), {}
+
+    def refresh(self):
+        """Bring it up to date with this tree, uncommitted changes too; what differs becomes new to the build."""
+        listing = self.command(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"])
+        for name in listing.stdout.split("\0")[:-1]:
+            source, copy = ROOT / name, self.tree / name
+            if source.exists() and not (copy.exists() and filecmp.cmp(source, copy, shallow=False)):
+                copy.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy(source, copy)
+
+    def command(self, words, seconds=None, **more):
+        with subprocess.Popen(words, cwd=more.pop("cwd", ROOT), text=True, errors="replace", start_new_session=True,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              **more) as process:
+            try:
+                output, hangs = process.communicate(timeout=seconds)[0], False
+            except subprocess.TimeoutExpired:
+                os.killpg(process.pid, signal.SIGKILL)
+                output, hangs = process.communicate()[0], True
+        return Outcome(process.returncode, output, hangs)
+
+    def must(self, words):
+        done = self.command(words)
+        if done.returncode:
+            sys.exit(f"{done.stdout[-3000:]}\nscripts/mutate: {' '.join(words)} fails before anything is broken")
+        return done.stdout
+
+    def prepare(self, asked):
+        self.refresh()
+        for way, folder in self.builds.items():
+            programs = [test.rpartition("/")[2] for test in asked if test.rpartition("/")[0] == way]
+            if not programs:
+                continue
+            sanitize = "address,undefined" if way else ""
+            self.must(["cmake", "-S", str(self.tree), "-B", str(folder), f"-DZEB_SANITIZE={sanitize}", *OPTIONS])
+            self.learn(way, folder)
+            self.must(["ninja", "-C", str(folder), *(program for program in programs if program != LOCK_RULES)])
+        os.environ.update(GTEST_FAIL_FAST="1", CCACHE_DISABLE="1")
+
+    def learn(self, way, folder):
+        """How ctest would start each program: with the same words, variables and folder."""
+        listing = self.must(["ctest", "--test-dir", str(folder), "--show-only=json-v1"])
+        for test in json.loads(listing[listing.index("{"):])["tests"]:
+            known = {one["name"]: one["value"] for one in test["properties"]}
+            variables = dict(word.split("=", 1) for word in known.get("ENVIRONMENT", []))
+            variables.pop("GTEST_OUTPUT", None)
+            name = f"{way}/{test['name']}".lstrip("/")
+            self.tests[name] = (test.get("command", []), variables, known["WORKING_DIRECTORY"])
+
+    def measure(self, asked):
+        """All tests pass while nothing is broken, and take so long."""
+        for test in asked:
+            cpu, start = children_cpu(), time.monotonic()
+            done = self.run(test)
+            if done.returncode:
+                sys.exit(f"{done.stdout[-3000:]}\nscripts/mutate: {test} fails before anything is broken")
+            self.limits.learn(test, time.monotonic() - start, children_cpu() - cpu)
+            print(f"{time.strftime('%T')} {test} passes while all is whole, in {self.limits.seconds[test]:.1f} s", flush=True)
+
+    def build(self, test):
+        way, _, program = test.rpartition("/")
+        return self.command(["ninja", "-j1", "-C", str(self.builds[way]),
+                             "build.ninja" if program == LOCK_RULES else program])
+
+    def run(self, test, only=None):
+        """One program, or the one test of it that is asked first."""
+        seconds, cpu = self.limits.of(test)
+        if test == LOCK_RULES:
+            return self.command(["ctest", "--test-dir", str(self.builds[""]), "-R", f"^{test}$", "--no-tests=error",
+                                 "--output-on-failure"], seconds)
+        words, variables, folder = self.tests[test]
+        # The sanitizer reserves more memory than there is.
+        memory = [] if "/" in test else [f"--data={2 << 30}"]
+        only = [f"--gtest_filter={only}"] if only else []
+        return self.command(["prlimit", f"--cpu={cpu}", "--core=0", *memory, *words, *only], seconds, cwd=folder,
+                            env=os.environ | variables)
+
+    def verdict(self, mutant, tests, before=None):
+        """Who finds it, and by what; nobody when it survives. The test that found it last time is asked first."""
+        path = self.tree / mutant.path
+        path.write_text(mutant.broken())
+        try:
+            if before and before[0] in tests:
+                found = self.found_by(*before)
+                if found:
+                    return found
+            return next(filter(None, map(self.found_by, tests)), (None, ""))
+        finally:
+            path.write_text(mutant.source)
+
+    def found_by(self, test, only=None):
+        """A red test is asked twice: one that lives on time could fail by itself on a busy machine."""
+        built = self.build(test)
+        if built.returncode:
+            return COMPILER, complaint(built.stdout)
+        only = only if only and re.fullmatch(r"[\w/]+\.[\w/]+", only) else None
+        for _ in range(2):
+            done = self.run(test, only)
+            if not done.returncode:
+                return None
+            if done.hangs:
+                break
+        return test, failed(done.stdout)
+
+
+def children_cpu():
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return used.ru_utime + used.ru_stime
+
+
+class Lanes:
+    """Several, each playing one file's mutants for a while; the next does as soon as it has nothing left."""
+
+    def __init__(self, folder, count):
+        limits = Limits()
+        self.lanes = [Lane(folder / f"lane{number}", limits) for number in range(1, count + 1)]
+
+    def prepare(self, asked):
+        """Build all that is asked about the mutants, and see it pass."""
+        self.lanes[0].must(["scripts/setup", "build", "mutation"])
+        for lane in self.lanes:
+            print(f"{time.strftime('%T')} building {lane.tree.parent.relative_to(ROOT)}", flush=True)
+            lane.prepare(asked)
+        self.lanes[0].measure(asked)
+
+    def play(self, portions, play_one):
+        """play_one(lane, mutant) for each mutant; the first trouble ends all."""
+        lock, trouble = threading.Lock(), []
+
+        def work(lane):
+            while not trouble:
+                with lock:
+                    portion = portions.pop(0) if portions else None
+                if portion is None:
+                    return
+                try:
+                    for mutant in portion:
+                        if not trouble:
+                            play_one(lane, mutant)
+                except BaseException as problem:  # pylint: disable=broad-except
+                    trouble.append(problem)
+
+        workers = [threading.Thread(target=work, args=(lane,)) for lane in self.lanes]
+        for worker in workers:
+            worker.start()
+        for worker in workers:
+            worker.join()
+        if trouble:
+            raise trouble[0]

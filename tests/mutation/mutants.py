@@ -78,13 +78,9 @@ def structures_of(path, source):
 
 
 def mutants_of(path, source):
-    """No two are the same code; equal keys of a file are told apart by a count."""
-    seen, keys = set(), collections.Counter()
+    """Equal keys of a file are told apart by a count."""
+    keys = collections.Counter()
     for mutant in itertools.chain(values_of(path, source), structures_of(path, source)):
-        broken = mutant.broken()
-        if broken in seen:
-            continue
-        seen.add(broken)
         keys[mutant.key] += 1
         if keys[mutant.key] > 1:
             mutant.key += f" ({keys[mutant.key]})"

@@ -215,7 +215,10 @@ class Sitting(unittest.TestCase):
         now = sittings.Sittings(self.folder, "now")
 
         self.assertEqual(now.verdicts, {})
+        now.note("c", "usb-test", "A.Works")
+        now = sittings.Sittings(self.folder, "now")
         self.assertEqual(now.asked_first("a"), ("usb-test", "A.Works"))
+        self.assertIsNone(now.asked_first("c"))
         self.assertIsNone(now.asked_first("b"))
 
     def test_counts_the_last_verdict_and_none_that_was_cut_off(self):

@@ -95,7 +95,9 @@ class Lane:
                 shutil.copy(source, copy)
 
     def command(self, words, seconds=None, **more):
-        with subprocess.Popen(words, cwd=more.pop("cwd", ROOT), text=True, errors="replace", start_new_session=True,
+        """In a group of its own, so that all it started can be ended. Not a session: the first emulated terminal that
+        its leader opens would be the one whose end hangs it up."""
+        with subprocess.Popen(words, cwd=more.pop("cwd", ROOT), text=True, errors="replace", process_group=0,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                               **more) as process:
             try:
@@ -139,7 +141,8 @@ class Lane:
             cpu, start = children_cpu(), time.monotonic()
             done = self.run(test)
             if done.returncode:
-                sys.exit(f"{done.stdout[-3000:]}\nscripts/mutate: {test} fails before anything is broken")
+                sys.exit(f"{done.stdout[-3000:]}\nscripts/mutate: {test} fails ({done.returncode}) before anything is "
+                         "broken")
             self.limits.learn(test, time.monotonic() - start, children_cpu() - cpu)
             print(f"{time.strftime('%T')} {test} passes while all is whole, in {self.limits.seconds[test]:.1f} s", flush=True)
 

@@ -1,6 +1,7 @@
 """Shows that scripts/mutate finds what there is to break, and that its list of harmless mutants stays true."""
 
 import collections
+import re
 import subprocess
 import sys
 import tempfile
@@ -167,6 +168,14 @@ class Playing(unittest.TestCase):
     def test_builds_only_what_may_be_asked(self):
         self.assertEqual(lanes.programs_for([mutant()]), sorted(lanes.TESTS["usb"]))
         self.assertEqual(lanes.programs_for([]), [])
+
+    def test_asks_each_program_that_tests_what_ships(self):
+        there = {name for folder in (*subject.FOLDERS, "handshake", "reliability") for name in re.findall(
+            r"zeb_add_test\(([\w-]+)", (subject.ROOT / "tests" / folder / "CMakeLists.txt").read_text())}
+
+        # One has a mistake of its own, for the thread sanitizer to find.
+        there.remove("deliberate-race")
+        self.assertEqual(there - {test for tests in lanes.TESTS.values() for test in tests}, set())
 
     def test_ends_what_waits_for_ever_with_all_that_it_started(self):
         done = lanes.Lane(Path("nowhere")).command(["sh", "-c", "echo begun; sleep 1000"], 0.2)

@@ -123,7 +123,9 @@ class Return(Operator):
                 ("bool f()", "return true;", "return false;"), ("bool f()", "return false;", "return true;"),
                 ("bool f()", "return g();", "return !(g());"), ("bool f()", "return !x;", "return x;"),
                 ("auto f()", "return a && b;", "return !(a && b);"), ("int f()", "return g();", "return {};"),
-                ("void f()", "return g();", "return ;"), ("char* f()", "return a && b ? c : d;", "return {};"), ("const char* f()", "return g();", "return {};"),
+                ("void f()", "return g();", "return ;"),
+                ("char* f()", "return a && b ? c : d;", "return {};"),
+                ("const char* f()", "return g();", "return {};"),
                 ("Status f()", "return Status::Done;",
                  "return static_cast<decltype(Status::Done)>(static_cast<int>(Status::Done) + 1);"),
                 ("Status f()", "if (x) return g(); return {};", "if (x) return {}; return {};")):

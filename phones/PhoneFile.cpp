@@ -22,6 +22,8 @@ constexpr std::array<std::string_view, 12> kReactions = {
 };
 static_assert(kReactions[static_cast<std::size_t>(Reaction::RefusedNoMemory)] == "refused-no-memory");
 
+constexpr std::array<std::uint8_t, 4> kRequests = {kGetProtocol, kSendString, kStartAccessory, kSetAudioMode};
+
 constexpr std::int64_t kHighestByte = 0xff;
 constexpr std::int64_t kHighestWord = 0xffff;
 // A minute: nobody waits longer for a simulated phone.
@@ -111,6 +113,7 @@ void readProtocol(TomlTable table, PhoneDescription& phone) {
     phone.protocolVersion = word(table, "version");
     phone.stallsEmptyStrings = table.flag("stalls-empty-strings", false);
     phone.delay = milliseconds(table, "answer-ms", 0);
+    phone.startTold = milliseconds(table, "start-ms", phone.startTold.count());
     phone.away = milliseconds(table, "away-ms", phone.away.count());
     if (table.has("reverts-ms"))
         phone.reverts = milliseconds(table, "reverts-ms", 0);
@@ -119,8 +122,9 @@ void readProtocol(TomlTable table, PhoneDescription& phone) {
 
 Fault readFault(TomlTable table) {
     Fault fault;
-    fault.request =
-        static_cast<std::uint8_t>(table.number("request", {kGetProtocol, kStartAccessory}, std::nullopt));
+    fault.request = byte(table, "request");
+    if (std::find(kRequests.begin(), kRequests.end(), fault.request) == kRequests.end())
+        table.refuse("request", "must be one of the protocol's: 51, 52, 53 or 58");
     fault.index = word(table, "string", kAnyIndex);
     fault.reaction = static_cast<Reaction>(table.oneOf("does", kReactions));
     fault.moved = word(table, "moved", 0);
@@ -158,6 +162,8 @@ PhoneFile readPhone(TomlTable table, const std::string& name) {
         readProtocol(table.table("protocol"), file.phone);
     if (table.has("switched"))
         file.phone.accessory = readFace(table.table("switched"), &file.phone.normal);
+    if (table.has("switched-with-audio"))
+        file.phone.accessoryWithAudio = readFace(table.table("switched-with-audio"), &file.phone.normal);
     table.forEach("fault", [&file](TomlTable row, std::size_t) {
         file.phone.faults.push_back(readFault(std::move(row)));
     });

@@ -10,6 +10,11 @@ constexpr std::uint8_t kVendorToHost = 0xc0;
 constexpr std::uint8_t kVendorToDevice = 0x40;
 // A phone keeps at most this much of a string and ends it itself.
 constexpr std::size_t kLongestString = 255;
+// The two strings without which it does not switch.
+constexpr std::size_t kManufacturer = 0;
+constexpr std::size_t kModel = 1;
+// Audio came with this version of the protocol.
+constexpr std::uint16_t kVersionWithAudio = 2;
 
 std::uint16_t word(std::uint8_t low, std::uint8_t high) {
     return static_cast<std::uint16_t>(low | (static_cast<unsigned>(high) << 8U));
@@ -23,6 +28,10 @@ bool reachesTheProtocol(Reaction reaction) {
 
 bool neverLeavesTheHost(Reaction reaction) {
     return reaction == Reaction::RefusedNoDevice || reaction == Reaction::RefusedNoMemory;
+}
+
+bool isAudioMode(const SetupPacket& setup) {
+    return setup.value <= 1 && setup.index == 0 && setup.length == 0;
 }
 
 bool movesNothing(Reaction reaction) { return reaction != Reaction::Short && !reachesTheProtocol(reaction); }
@@ -51,7 +60,9 @@ SetupPacket SetupPacket::fromBytes(std::span<const std::uint8_t, 8> b) {
 PhoneModel::PhoneModel(PhoneDescription description) : mDescription(std::move(description)) {}
 
 const UsbFace& PhoneModel::face() const {
-    return mInAccessoryMode ? mDescription.accessory : mDescription.normal;
+    if (!mInAccessoryMode)
+        return mDescription.normal;
+    return mHasAudio ? *mDescription.accessoryWithAudio : mDescription.accessory;
 }
 
 Response PhoneModel::foresee(const SetupPacket& setup) const {
@@ -104,6 +115,8 @@ bool PhoneModel::accepts(const SetupPacket& setup) const {
         return false;
     if (setup.request == kSendString)
         return setup.length > 0 || !mDescription.stallsEmptyStrings;
+    if (setup.request == kSetAudioMode)
+        return *mDescription.protocolVersion >= kVersionWithAudio && isAudioMode(setup);
     return setup.request == kStartAccessory;
 }
 
@@ -113,28 +126,39 @@ void PhoneModel::obey(const SetupPacket& setup, std::span<const std::uint8_t> da
         forget();
         break;
     case kSendString:
-        // A phone takes an index it does not know, and drops the string.
-        if (setup.index < kStringCount) {
-            const auto kept = data.first(std::min(data.size(), kLongestString));
-            mStrings[setup.index] = std::string(kept.begin(), std::find(kept.begin(), kept.end(), 0));
-        }
+        keep(setup.index, data);
+        break;
+    case kSetAudioMode:
+        mAudioWanted = setup.value == 1;
         break;
     case kStartAccessory:
-        mSwitchRequested = true;
+        mSwitchRequested = isTold(kManufacturer) && isTold(kModel);
         break;
     default:
         break;
     }
 }
 
+// A phone takes an index that it does not know, and drops the string.
+void PhoneModel::keep(std::uint16_t index, std::span<const std::uint8_t> text) {
+    if (index >= kStringCount)
+        return;
+    const auto kept = text.first(std::min(text.size(), kLongestString));
+    mStrings[index] = std::string(kept.begin(), std::find(kept.begin(), kept.end(), 0));
+}
+
+bool PhoneModel::isTold(std::size_t index) const { return !mStrings[index].value_or("").empty(); }
+
 void PhoneModel::forget() {
     mStrings.fill(std::nullopt);
+    mAudioWanted = false;
     mSwitchRequested = false;
 }
 
 // The strings survive the switch: they are what the phone's user is asked about.
 void PhoneModel::reappearInAccessoryMode() {
     mInAccessoryMode = true;
+    mHasAudio = mAudioWanted && mDescription.accessoryWithAudio;
     mSwitchRequested = false;
 }
 

@@ -25,6 +25,7 @@ namespace zebphones {
 inline constexpr std::uint8_t kGetProtocol = 51;
 inline constexpr std::uint8_t kSendString = 52;
 inline constexpr std::uint8_t kStartAccessory = 53;
+inline constexpr std::uint8_t kSetAudioMode = 58;
 inline constexpr std::size_t kStringCount = 6;
 
 struct SetupPacket {
@@ -80,14 +81,18 @@ struct PhoneDescription {
     UsbFace normal{};
     // What the phone comes back as after a switch.
     UsbFace accessory{};
+    // The same for a host that has asked for audio; absent: as without.
+    std::optional<UsbFace> accessoryWithAudio{};
     // Absent: the device knows nothing of the protocol and stalls its requests.
     std::optional<std::uint16_t> protocolVersion{};
     // The protocol in a phone's user space refuses empty strings; the kernel's takes them.
     bool stallsEmptyStrings = false;
     // Every answer takes this long.
     std::chrono::milliseconds delay{0};
+    // The phone's kernel acknowledges request 53 at once; who makes the switch is told so much later.
+    std::chrono::milliseconds startTold{15};
     // Off the bus for so long when it switches.
-    std::chrono::milliseconds away{100};
+    std::chrono::milliseconds away{500};
     // In accessory mode for so long, then it falls back; absent: it stays.
     std::optional<std::chrono::milliseconds> reverts{};
     std::vector<Fault> faults{};
@@ -127,7 +132,8 @@ public:
 
     // A string that was kept; absent until it was sent.
     const std::optional<std::string>& string(std::size_t index) const { return mStrings.at(index); }
-    // Request 53 was answered and the switch has not been made yet.
+    // Request 53 was answered, the phone obeys it, and the switch has not been made yet. It obeys only a
+    // host that has told its manufacturer and model: any other leaves the phone as it is, unawares.
     bool switchRequested() const { return mSwitchRequested; }
     bool inAccessoryMode() const { return mInAccessoryMode; }
     // The transport has taken the phone off the bus and plugs it again as face().
@@ -142,10 +148,15 @@ private:
     Response usualResponse(const SetupPacket& setup) const;
     bool accepts(const SetupPacket& setup) const;
     void obey(const SetupPacket& setup, std::span<const std::uint8_t> data);
+    void keep(std::uint16_t index, std::span<const std::uint8_t> text);
+    bool isTold(std::size_t index) const;
     void forget();
 
     PhoneDescription mDescription;
     std::array<std::optional<std::string>, kStringCount> mStrings;
+    bool mAudioWanted = false;
+    // The face that it has come back with.
+    bool mHasAudio = false;
     bool mSwitchRequested = false;
     bool mInAccessoryMode = false;
     std::vector<Exchange> mReceived;

@@ -15,8 +15,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Between taking the start request and leaving the bus, as phones do.
-constexpr auto kBeforeLeaving = 10ms;
 // Longer than a host waits for an answer.
 constexpr auto kSilence = 600ms;
 
@@ -60,6 +58,15 @@ GadgetPhone::GadgetPhone(PhoneDescription description, std::string controller, s
     mNormal(mController + "-normal", mModel.description().normal) {
     if (const UsbFace& face = mModel.description().accessory; !face.interfaces.empty())
         mAccessory.emplace(mController + "-accessory", face);
+    if (const auto& face = mModel.description().accessoryWithAudio)
+        mWithAudio.emplace(mController + "-audio", *face);
+}
+
+Gadget& GadgetPhone::gadget() {
+    const UsbFace* face = &mModel.face();
+    if (face == &mModel.description().normal)
+        return mNormal;
+    return face == &mModel.description().accessory ? mAccessory.value() : mWithAudio.value();
 }
 
 void GadgetPhone::run(int stopFd) {
@@ -78,7 +85,7 @@ void GadgetPhone::run(int stopFd) {
         }
         handleEvent();
         if (mModel.switchRequested()) {
-            std::this_thread::sleep_for(kBeforeLeaving);
+            std::this_thread::sleep_for(mModel.description().startTold);
             change(&PhoneModel::reappearInAccessoryMode);
         }
     }

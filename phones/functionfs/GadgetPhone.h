@@ -25,7 +25,8 @@ public:
     void run(int stopFd);
 
 private:
-    Gadget& gadget() { return mModel.inAccessoryMode() ? mAccessory.value() : mNormal; }
+    // The one of its present face.
+    Gadget& gadget();
     void plug();
     void unplug();
     // In milliseconds, for poll: when the phone falls back to its normal mode.
@@ -43,6 +44,8 @@ private:
     Gadget mNormal;
     // None for what never switches.
     std::optional<Gadget> mAccessory;
+    // None for what comes back the same, whatever it is asked for.
+    std::optional<Gadget> mWithAudio;
 };
 
 } // namespace zebphones

@@ -28,7 +28,8 @@ void check(int result, const char* what) {
 
 DeviceNode::DeviceNode(std::string path) : mPath(std::move(path)) {
     std::array<char, 64> slaveName{};
-    check(::openpty(&mMaster, &mSlave, slaveName.data(), nullptr, nullptr), "openpty");
+    check(::openpty(&mMaster, &mSlave, slaveName.data(), nullptr, nullptr),
+          "openpty (each emulated device takes three descriptors)");
     for (const int fd : {mMaster, mSlave})
         ::fcntl(fd, F_SETFD, FD_CLOEXEC);
     setReady(false);

@@ -7,20 +7,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Between taking the start request and leaving the bus, as phones do.
-constexpr auto kBeforeLeaving = 10ms;
-
 } // namespace
 
-void LivePhones::plug(PhoneDescription description, int port) {
+void LivePhones::plug(PhoneDescription description, UsbPort port) {
     Phone phone{.model = std::make_shared<PhoneModel>(std::move(description)), .device = nullptr};
     plan(mPhones.insert_or_assign(port, std::move(phone)).first->second, Next::Arrive, 0ms);
 }
 
-void LivePhones::unplug(int port) { plan(mPhones.at(port), Next::LeaveForGood, 0ms); }
+void LivePhones::unplug(UsbPort port) { plan(mPhones.at(port), Next::LeaveForGood, 0ms); }
 
 bool LivePhones::step() {
-    const auto now = Clock::now();
+    const auto now = mNow();
     auto due = mPhones.end();
     for (auto phone = mPhones.begin(); phone != mPhones.end(); ++phone) {
         look(phone->second);
@@ -34,13 +31,13 @@ bool LivePhones::step() {
     return true;
 }
 
-std::vector<Exchange> LivePhones::received(int port) const {
+std::vector<Exchange> LivePhones::received(UsbPort port) const {
     const Phone& phone = mPhones.at(port);
     // On the bus the model belongs to the bed's thread as well.
     return phone.device ? phone.device->received() : phone.model->received();
 }
 
-std::size_t LivePhones::calls(int port) const {
+std::size_t LivePhones::calls(UsbPort port) const {
     const Phone& phone = mPhones.at(port);
     return phone.earlierCalls + (phone.device ? phone.device->calls() : 0);
 }
@@ -52,16 +49,22 @@ void LivePhones::look(Phone& phone) {
     if (phone.device->isPulled())
         plan(phone, Next::LeaveForGood, 0ms);
     else if (phone.device->switchRequested())
-        plan(phone, Next::LeaveToSwitch, kBeforeLeaving);
+        plan(phone, Next::LeaveToSwitch, phone.model->description().startTold);
 }
 
-void LivePhones::act(int port, Phone& phone) {
+// Whoever makes the switch looks at what the host has told when he hears of it, and a new request 51 has
+// wiped that.
+bool LivePhones::isStillToSwitch(const Phone& phone) { return phone.device->switchRequested(); }
+
+void LivePhones::act(UsbPort port, Phone& phone) {
     const PhoneDescription& description = phone.model->description();
     switch (std::exchange(phone.next, Next::None)) {
     case Next::Arrive:
         come(port, phone);
         break;
     case Next::LeaveToSwitch:
+        if (!isStillToSwitch(phone))
+            break;
         go(port, phone);
         phone.model->reappearInAccessoryMode();
         plan(phone, Next::ReturnSwitched, description.away);
@@ -86,15 +89,15 @@ void LivePhones::act(int port, Phone& phone) {
 
 void LivePhones::plan(Phone& phone, Next next, std::chrono::milliseconds after) {
     phone.next = next;
-    phone.when = Clock::now() + after;
+    phone.when = mNow() + after;
 }
 
-void LivePhones::come(int port, Phone& phone) {
+void LivePhones::come(UsbPort port, Phone& phone) {
     phone.device = mBed.bringBack(phone.model, port);
     ++mChanges;
 }
 
-void LivePhones::go(int port, Phone& phone) {
+void LivePhones::go(UsbPort port, Phone& phone) {
     if (!phone.device)
         return;
     mBed.takeAway(port);

@@ -8,8 +8,10 @@
 #include "phones/usbfs/Testbed.h"
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 
 namespace zebphones {
 
@@ -17,23 +19,24 @@ class LivePhones {
 public:
     using Clock = std::chrono::steady_clock;
 
-    // The bed is not owned.
-    explicit LivePhones(Testbed& bed) : mBed(bed) {}
+    // The bed is not owned. The phones live by the time that now tells.
+    explicit LivePhones(Testbed& bed, std::function<Clock::time_point()> now = Clock::now) :
+        mBed(bed), mNow(std::move(now)) {}
 
     // Both happen in a later step.
-    void plug(PhoneDescription description, int port);
-    void unplug(int port);
+    void plug(PhoneDescription description, UsbPort port);
+    void unplug(UsbPort port);
     // The change of the bus that is most overdue; false: nothing was due. Call it every few milliseconds.
     bool step();
     // How often something has come or gone, which the system was told of.
     std::size_t changes() const { return mChanges; }
 
     // Null while the phone is off the bus.
-    std::shared_ptr<UsbfsDevice> deviceAt(int port) const { return mPhones.at(port).device; }
+    std::shared_ptr<UsbfsDevice> deviceAt(UsbPort port) const { return mPhones.at(port).device; }
     // What it has been sent so far, in all its modes.
-    std::vector<Exchange> received(int port) const;
+    std::vector<Exchange> received(UsbPort port) const;
     // How often clients have turned to its nodes.
-    std::size_t calls(int port) const;
+    std::size_t calls(UsbPort port) const;
 
 private:
     enum class Next { None, Arrive, LeaveToSwitch, ReturnSwitched, LeaveToRevert, LeaveForGood };
@@ -47,14 +50,16 @@ private:
         std::size_t earlierCalls = 0;
     };
 
-    static void plan(Phone& phone, Next next, std::chrono::milliseconds after);
-    static void look(Phone& phone);
-    void act(int port, Phone& phone);
-    void come(int port, Phone& phone);
-    void go(int port, Phone& phone);
+    void plan(Phone& phone, Next next, std::chrono::milliseconds after);
+    void look(Phone& phone);
+    static bool isStillToSwitch(const Phone& phone);
+    void act(UsbPort port, Phone& phone);
+    void come(UsbPort port, Phone& phone);
+    void go(UsbPort port, Phone& phone);
 
     Testbed& mBed;
-    std::map<int, Phone> mPhones;
+    const std::function<Clock::time_point()> mNow;
+    std::map<UsbPort, Phone> mPhones;
     std::size_t mChanges = 0;
 };
 

@@ -140,6 +140,9 @@ Result UsbfsDevice::handleIoctl(unsigned long request, UMockdevIoctlData* argume
     case USBDEVFS_CLAIMINTERFACE:
     case USBDEVFS_RELEASEINTERFACE:
         return kDone;
+    case USBDEVFS_GETDRIVER:
+        // No driver of the kernel has the interface.
+        return failed(ENODATA);
     case USBDEVFS_RESET:
         ++mResets;
         return kDone;

@@ -27,11 +27,14 @@ interfaces = [
 version = 2
 stalls-empty-strings = true
 answer-ms = 400
+start-ms = 20
 away-ms = 150
 reverts-ms = 2000
 [switched]
 product = 0x2d01
 interfaces = [{ class = 255, subclass = 255, protocol = 0 }]
+[switched-with-audio]
+product = 0x2d05
 [[fault]]
 request = 52
 string = 3
@@ -66,6 +69,7 @@ TEST(APhoneFile, SaysEverythingOfAPhone) {
     EXPECT_EQ(file.phone.protocolVersion, 2);
     EXPECT_TRUE(file.phone.stallsEmptyStrings);
     EXPECT_EQ(file.phone.delay.count(), 400);
+    EXPECT_EQ(file.phone.startTold.count(), 20);
     EXPECT_EQ(file.phone.away.count(), 150);
     EXPECT_EQ(file.phone.reverts->count(), 2000);
     EXPECT_EQ(file.expect.rule, "phone");
@@ -104,6 +108,13 @@ TEST(APhoneFile, TakesWhatTheSwitchedFaceLeavesOutFromTheOther) {
     EXPECT_THAT(face.interfaces, SizeIs(1));
 }
 
+TEST(APhoneFile, MaySayWhatThePhoneComesBackAsWithAudio) {
+    const auto face = parsePhoneFile(kWhole, "x.toml").phone.accessoryWithAudio;
+
+    ASSERT_TRUE(face);
+    EXPECT_EQ(hexId(face->vendor) + ":" + hexId(face->product), "18d1:2d05");
+}
+
 TEST(APhoneFile, SaysHowARequestGoesWrong) {
     const PhoneDescription phone = parsePhoneFile(kWhole, "x.toml").phone;
 
@@ -120,7 +131,9 @@ TEST(APhoneFile, MayLeaveOutWhatIsUsual) {
 
     EXPECT_EQ(file.phone.protocolVersion, std::nullopt);
     EXPECT_EQ(file.phone.reverts, std::nullopt);
-    EXPECT_EQ(file.phone.away.count(), 100);
+    EXPECT_EQ(file.phone.startTold.count(), 15);
+    EXPECT_EQ(file.phone.away.count(), 500);
+    EXPECT_FALSE(file.phone.accessoryWithAudio);
     EXPECT_EQ(file.linkAddress, "");
     EXPECT_THAT(file.phone.normal.interfaces, IsEmpty());
 }
@@ -146,7 +159,7 @@ const Mistake kMistakes[] = {
     {"about = 7", "x.toml:1:9: \"about\" must be a text in quotes"},
     {"about = \"a\"", "x.toml:1:1: \"usb\" is missing at the top"},
     {least("colour = 1\n"), "x.toml:2:1: unknown key \"colour\" at the top; allowed: about, usb, protocol, "
-                            "switched, fault, link, expect"},
+                            "switched, switched-with-audio, fault, link, expect"},
     {least("usb = 3\n").substr(0, 20), "x.toml:2:7: \"usb\" must be a table, [usb]"},
     {least("", "prodct = 1\n"),
      "x.toml:8:1: unknown key \"prodct\" in [usb]; allowed: vendor, product, class, "
@@ -168,7 +181,8 @@ const Mistake kMistakes[] = {
      "x.toml:10:24: \"stalls-empty-strings\" must be true or false"},
     {least("", "[protocol]\nversion = 2\nanswer-ms = 60001\n"),
      "x.toml:10:13: \"answer-ms\" must be a whole number from 0 to 60000"},
-    {least("", "[[fault]]\nrequest = 50\n"), "x.toml:9:11: \"request\" must be a whole number from 51 to 53"},
+    {least("", "[[fault]]\nrequest = 54\n"),
+     "x.toml:9:11: \"request\" must be one of the protocol's: 51, 52, 53 or 58"},
     {least("", "[[fault]]\nrequest = 51\ndoes = \"explode\"\n"),
      "x.toml:10:8: \"does\" must be one of: answer, stall, short, silent, silent-after-data, "
      "answer-as-host-gives-up, bus-error, overflow, gone, unplug, refused-no-device, refused-no-memory"},

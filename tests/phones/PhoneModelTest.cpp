@@ -23,6 +23,12 @@ Response send(PhoneModel& phone, std::uint16_t index, std::string_view text) {
     return phone.answer(stringSetup(index, text.size()), bytes(text));
 }
 
+// The least that a host tells of itself to be obeyed.
+void introduce(PhoneModel& phone) {
+    send(phone, 0, "Maker");
+    send(phone, 1, "Model");
+}
+
 TEST(ASetupPacket, ReadsItsWordsLowByteFirst) {
     const std::array<std::uint8_t, 8> wire = {0x40, 52, 0x02, 0x01, 0x05, 0x00, 0x07, 0x03};
 
@@ -67,8 +73,123 @@ TEST(APhone, TakesAnEmptyStringUnlessItsProtocolRunsInUserSpace) {
     EXPECT_EQ(send(userSpace, 0, "").reaction, Reaction::Stall);
 }
 
+// What the host tells of itself before it has the phone switch.
+struct Told {
+    const char* name;
+    std::optional<std::string_view> manufacturer;
+    std::optional<std::string_view> model;
+    bool switches;
+};
+
+const Told kTold[] = {
+    {"nothing", std::nullopt, std::nullopt, false},
+    {"the manufacturer alone", "Maker", std::nullopt, false},
+    {"the model alone", std::nullopt, "Model", false},
+    {"an empty manufacturer", "", "Model", false},
+    {"an empty model", "Maker", "", false},
+    {"both", "Maker", "Model", true},
+};
+
+TEST(APhone, AcknowledgesTheStartButObeysOnlyWhoHasToldManufacturerAndModel) {
+    for (const Told& told : kTold) {
+        PhoneModel phone(loadPhone("accessory"));
+        if (told.manufacturer)
+            send(phone, 0, *told.manufacturer);
+        if (told.model)
+            send(phone, 1, *told.model);
+
+        EXPECT_EQ(phone.answer(kStart, {}).reaction, Reaction::Answer) << told.name;
+        EXPECT_EQ(phone.switchRequested(), told.switches) << told.name;
+    }
+}
+
+TEST(APhone, SwitchesWhenTheOtherFourStringsAreEmpty) {
+    PhoneModel phone(loadPhone("accessory"));
+    for (std::uint16_t i = 0; i < kStringCount; ++i)
+        send(phone, i, i < 2 ? "text" : "");
+
+    phone.answer(kStart, {});
+
+    EXPECT_TRUE(phone.switchRequested());
+}
+
+TEST(APhone, ForgetsTheHostThatAsksForTheVersionAgain) {
+    PhoneModel phone(loadPhone("accessory"));
+    introduce(phone);
+    phone.answer(kStart, {});
+
+    phone.answer(kAskVersion, {});
+    EXPECT_FALSE(phone.switchRequested());
+    phone.answer(kStart, {});
+
+    EXPECT_FALSE(phone.switchRequested());
+}
+
+TEST(APhone, KeepsAStringOf255BytesWholeAndNoMore) {
+    PhoneModel phone(loadPhone("accessory"));
+
+    send(phone, 4, std::string(254, 'a') + "z");
+    send(phone, 5, std::string(254, 'a') + "zz");
+
+    EXPECT_EQ(phone.string(4), std::string(254, 'a') + "z");
+    EXPECT_EQ(phone.string(5), phone.string(4));
+}
+
+struct AudioRow {
+    const char* name;
+    const char* phone;
+    SetupPacket setup;
+    Reaction reaction;
+};
+
+const AudioRow kAudioRows[] = {
+    {"off", "accessory-audio", {0x40, kSetAudioMode, 0, 0, 0}, Reaction::Answer},
+    {"on", "accessory-audio", {0x40, kSetAudioMode, 1, 0, 0}, Reaction::Answer},
+    {"no mode", "accessory-audio", {0x40, kSetAudioMode, 2, 0, 0}, Reaction::Stall},
+    {"an index", "accessory-audio", {0x40, kSetAudioMode, 1, 1, 0}, Reaction::Stall},
+    {"data", "accessory-audio", {0x40, kSetAudioMode, 1, 0, 1}, Reaction::Stall},
+    {"to the host", "accessory-audio", {0xc0, kSetAudioMode, 1, 0, 0}, Reaction::Stall},
+    {"version 2 without a face of its own for it",
+     "accessory",
+     {0x40, kSetAudioMode, 1, 0, 0},
+     Reaction::Answer},
+    {"version 1", "accessory-version-1", {0x40, kSetAudioMode, 1, 0, 0}, Reaction::Stall},
+};
+
+TEST(APhone, TakesTheAudioModeFromVersionTwoOn) {
+    for (const AudioRow& row : kAudioRows) {
+        PhoneModel phone(loadPhone(row.phone));
+
+        EXPECT_EQ(phone.answer(row.setup, {}).reaction, row.reaction) << row.name;
+    }
+}
+
+TEST(APhone, ComesBackWithAudioForAHostThatHasAskedForIt) {
+    PhoneModel phone(loadPhone("accessory-audio"));
+    phone.answer({0x40, kSetAudioMode, 1, 0, 0}, {});
+    introduce(phone);
+    phone.answer(kStart, {});
+
+    phone.reappearInAccessoryMode();
+    EXPECT_EQ(phone.face().product, 0x2d04);
+
+    phone.answer({0x40, kSetAudioMode, 0, 0, 0}, {});
+    EXPECT_EQ(phone.face().product, 0x2d04) << "a face changes only off the bus";
+}
+
+TEST(APhone, ForgetsTheAudioModeWhenTheVersionIsAskedAgain) {
+    PhoneModel phone(loadPhone("accessory-audio"));
+    phone.answer({0x40, kSetAudioMode, 1, 0, 0}, {});
+    phone.answer(kAskVersion, {});
+
+    phone.reappearInAccessoryMode();
+
+    EXPECT_EQ(phone.face().product, 0x2d00);
+}
+
 TEST(APhone, ShowsItsAccessoryFaceOnceItHasReappeared) {
     PhoneModel phone(loadPhone("accessory"));
+    introduce(phone);
     phone.answer(kStart, {});
     EXPECT_TRUE(phone.switchRequested());
     EXPECT_EQ(phone.face().product, 0x4ee2);

@@ -39,6 +39,7 @@ public:
     Client& operator=(const Client&) = delete;
 
     int openResult() const { return mOpenResult; }
+    libusb_device_handle* handle() const { return mpHandle; }
     const unsigned char* data() const { return mBuffer + LIBUSB_CONTROL_SETUP_SIZE; }
     int status() const { return mStatus; }
     int length() const { return mpTransfer->actual_length; }
@@ -192,6 +193,29 @@ TEST(APhoneOnTheBed, CannotBeOpenedWithoutItsNode) {
     Client client(*phone);
 
     EXPECT_EQ(client.openResult(), LIBUSB_ERROR_NO_DEVICE);
+}
+
+TEST(APhoneOnTheBed, HasNoDriverOfTheKernel) {
+    Testbed bed;
+    const auto phone = bed.plug(loadPhone("accessory"));
+    const Client client(*phone);
+
+    EXPECT_EQ(libusb_kernel_driver_active(client.handle(), 0), 0);
+}
+
+TEST(ARootHubOnTheBed, IsOpenedAsAnyDeviceAndRefusesWhatItIsAsked) {
+    Testbed bed;
+    libusb_context* context = nullptr;
+    ASSERT_EQ(libusb_init(&context), 0);
+    libusb_device_handle* hub = libusb_open_device_with_vid_pid(context, 0x1d6b, 0x0002);
+    ASSERT_NE(hub, nullptr);
+    unsigned char answer[2];
+
+    EXPECT_EQ(libusb_control_transfer(hub, 0xc0, kGetProtocol, 0, 0, answer, sizeof answer, 500),
+              LIBUSB_ERROR_PIPE);
+
+    libusb_close(hub);
+    libusb_exit(context);
 }
 
 TEST(ANodeOfTheBed, IsSeenByEuidaccess) {

@@ -60,6 +60,16 @@ TEST(ABrokenHandleSet, StopsWhenItsTerminatorIsGone) {
                      "mMaxHandleCount == 0 || mpEventHandles[mHandleCount] == ZEBDiscovererNoEventHandle");
 }
 
+/** Where several are broken it tells of the first, in the order in which they are written down. */
+TEST(ABrokenHandleSet, StopsAtTheFirstThatIsBroken) {
+    EXPECT_INVARIANT((m.handles = nullptr, m.capacity = 2),
+                     "mpEventHandles || (mMaxHandleCount == 0 && !mpWriteNotification)");
+    EXPECT_INVARIANT(m.capacity = 0, "!mpEventHandles || (mMaxHandleCount > 0 && mpWriteNotification)");
+    EXPECT_INVARIANT((m.handles[0] = -1, m.capacity = 2), "mHandleCount <= mMaxHandleCount");
+    EXPECT_INVARIANT(m.handles[0] = m.handles[1] = -1, "mpEventHandles[i] != ZEBDiscovererNoEventHandle");
+    EXPECT_INVARIANT((m.handles[1] = 100, m.handles[3] = 0), "mpEventHandles[i] != mpEventHandles[j]");
+}
+
 /** Every operation looks at the invariants, so every one of them finds the set broken. */
 TEST(ABrokenHandleSet, StopsEveryOperation) {
     const int handle = 7;

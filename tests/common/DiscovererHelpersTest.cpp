@@ -2,6 +2,7 @@
 #include "tests/common/TestDiscoverer.h"
 #include "tests/support/Assertions.h"
 
+#include <cstdlib>
 #include <functional>
 
 using namespace testing;
@@ -185,6 +186,25 @@ TEST_F(AHelper, StopsWithoutAProvider) {
                      "common/ZEBDiscovererImpl\\.cpp", "pDeviceProvider");
     EXPECT_ASSERTION(discoverer.releaseDevice(nullptr, kDevice), "common/ZEBDiscovererImpl\\.cpp",
                      "pDeviceProvider");
+}
+
+/** Ends the process with success where the host is asked all the same. */
+TEST_F(AHelper, StopsBeforeTheHostIsAsked) {
+    for (const char* callback : {"setTimer", "unsubscribeFromDeviceProvider", "releaseDevice"})
+        host.on[callback] = [] { std::_Exit(0); };
+
+    EXPECT_DEATH(discoverer.setTimer(1), "!isUsingMultipleHandles\\(\\)");
+    EXPECT_DEATH(discoverer.unsubscribeFromDeviceProvider(nullptr), "pDeviceProvider");
+    EXPECT_DEATH(discoverer.releaseDevice(nullptr, kDevice), "pDeviceProvider");
+}
+
+TEST(ASingleModeHelper, StopsBeforeTheHostIsAskedForTheTimerOfAHandle) {
+    FakeHost host;
+    TestDiscoverer discoverer(host, false);
+    host.setContext();
+    host.on["setTimerForHandle"] = [] { std::_Exit(0); };
+
+    EXPECT_DEATH(discoverer.setTimerForHandle(&gHandle, 1), "isUsingMultipleHandles\\(\\)");
 }
 
 TEST_F(AHelper, PassesWhatTheHostGivesOut) {

@@ -124,6 +124,28 @@ TEST(ADiscoverersMembers, HaveTheHandlesWhereTheySayTheyHave) {
     EXPECT_EQ(working.capacity, 15U);
 }
 
+TEST(ADiscoverersMembers, AreClearWhateverTheMemoryHeld) {
+    alignas(TestDiscoverer) static unsigned char memory[sizeof(TestDiscoverer)];
+    std::memset(memory, 0xa5, sizeof(memory));
+    auto* discoverer = new (memory) TestDiscoverer(nullptr, 0, nullptr, 0, true);
+
+    const auto begins = bytesOf<DiscovererBegins>(memory);
+    const auto published = bytesOf<Members>(memory, offsetof(DiscovererBegins, eventHandles));
+    const auto working = bytesOf<Members>(memory, offsetof(DiscovererBegins, eventHandles) + sizeof(Members));
+    discoverer->~TestDiscoverer();
+
+    const ZEBDiscovererCallbacks noCallbacks{};
+    const ZEBDiscoverySDKUtils noUtils{};
+    EXPECT_EQ(std::memcmp(&begins.callbacks, &noCallbacks, sizeof(noCallbacks)), 0);
+    EXPECT_EQ(begins.context, nullptr);
+    EXPECT_EQ(std::memcmp(&begins.utils, &noUtils, sizeof(noUtils)), 0);
+    for (const Members& members : {published, working}) {
+        EXPECT_EQ(members.handles, nullptr);
+        EXPECT_EQ(members.writeNotification, nullptr);
+        EXPECT_EQ(members.count + members.capacity, 0U);
+    }
+}
+
 TEST(TheEventHandlesMembers, AreThePublishedSetTheWorkingSetAndTheMutex) {
     EventHandles handles;
     const int seven = 7, eight = 8;

@@ -170,16 +170,20 @@ private:
 
 TEST(EventHandlesOfSeveralThreads, AreTouchedByNoOperationThatDoesNotGetTheMutex) {
     EventHandles handles;
-    const int seven = 7, eight = 8;
+    const int seven = 7, eight = 8, nine = 9;
     handles.addHandle(&seven, false);
     handles.prepare();
+    using mxcommon::MutexException;
+    {
+        const HeldMutex held(handles);
+        EXPECT_THROW(handles.prepare(), MutexException) << "not even to find that nothing has changed";
+    }
     handles.addHandle(&eight, false);
     const int* const published = handles.publishedHandles();
-    using mxcommon::MutexException;
 
     {
         const HeldMutex held(handles);
-        EXPECT_THROW(handles.addHandle(&eight, true), MutexException);
+        EXPECT_THROW(handles.addHandle(&nine, true), MutexException);
         EXPECT_THROW(handles.removeHandle(&seven), MutexException);
         EXPECT_THROW(handles.setHandleWriteNotifications(&seven, true), MutexException);
         EXPECT_THROW(handles.clear(), MutexException);

@@ -6,7 +6,7 @@ COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==
 ARITHMETIC = {"+", "-", "*", "/", "%", "<<", ">>", "&", "|"}
 NO_CALL = {"if", "for", "while", "switch", "catch", "sizeof", "decltype", "alignof", "noexcept", "return", "throw",
            "static_assert", "requires"}
-DECLARATION = re.compile(r"^(?:(?:static|const|constexpr|thread_local) )*[\w:]+(?:<[^;=]*>)?(?: const)?[ *&]+"
+DECLARATION = re.compile(r"^(?:(?:static|const|constexpr|thread_local) )*[\w:]+(?:<[^;=]*>)?(?: const)?[ *&]+(?:const )?"
                          r"(?P<name>\w+)(?:\[[^;]*\])?(?: =|\(|\{|;)")
 NO_DECLARATION = {"return", "throw", "delete", "new", "goto", "case", "else", "using", "typedef"}
 PLAIN_ASSIGNMENT = re.compile(r"^(\w+) = ([\w:']+);$")

@@ -202,7 +202,8 @@ private:
     OwedCompletion mOwed;
 };
 
-/** Gives the offered device back, so that the host never waits for it. */
+/** Gives the offered device back, so that the host never waits for it; again, where the operation had done
+ *  so and failed afterwards or because the host threw at that. */
 class Barrier::ReleaseDevice {
 public:
     ReleaseDevice(ZEBDiscovererImpl& self, ZEBDiscovererDeviceProvider* pProvider,

@@ -79,7 +79,7 @@ public:
     void clear();
 
     /** Publish the working set if it differs from what is published; says whether it did. Throws
-     *  std::bad_alloc. [host-thread] */
+     *  std::bad_alloc, with what is published as it was. [host-thread] */
     bool prepare();
 
     /** The published arrays, unchanged until the next prepare(); null when no handle was ever published.

@@ -2,10 +2,10 @@
  * The callbacks of a host: the table through which a discoverer reaches it.
  *
  * The host owns the table; the discoverer copies it when it is made, up to the
- * size the host gives, and treats what the host's shorter table lacks as absent.
- * Every slot may be absent (null): nothing is called then, an operation that
- * would return an error is taken to have returned 9 (not implemented), one that
- * would return a pointer null, and no log line is wanted.
+ * size the host gives, and treats what the host's shorter table lacks, or has only
+ * in part, as absent. Every slot may be absent (null): nothing is called then, an
+ * operation that would return an error is taken to have returned 9 (not
+ * implemented), one that would return a pointer null, and no log line is wanted.
  *
  * context is the pointer that setContext stored; a line logged before that, while
  * the discoverer is being made, comes with a null context. Unless a slot says otherwise a
@@ -141,7 +141,8 @@ typedef struct ZEBDiscovererCallbacks {
     ZEBDiscoverySDKError (*getDeviceProviderProperty)(void* context, ZEBDiscovererDeviceProvider* provider,
                                                       const char* key, char** out);
 
-    /** 120 [host-thread]: the discoverer has no more use for an offered device. */
+    /** 120 [host-thread]: the discoverer has no more use for an offered device. Comes again for a device
+     *  whose release threw. */
     void (*releaseDevice)(void* context, ZEBDiscovererDeviceProvider* provider, const ZEBDeviceInfo* device);
 
     /** 124: not called. */
@@ -150,7 +151,7 @@ typedef struct ZEBDiscovererCallbacks {
     /** 128 [host-thread]: fill the utilities record, of which size bytes are there and zeroed. */
     void (*fillUtils)(void* context, ZEBDiscoverySDKUtils* utils, size_t size);
 
-    /** 132 [any-thread], no context: the text of an error code; stays the host's. */
+    /** 132 [any-thread], no context: the text of an error code; stays the host's. Null when it has none. */
     const char* (*errorText)(ZEBDiscoverySDKError error);
 
     /** 136, 140, 144: not called. */

@@ -105,6 +105,10 @@ constexpr const char* kConditions[] = {
     "isUsingMultipleHandles()",
     "!isUsingMultipleHandles()",
     "pDeviceProvider",
+    // The functions that hold conditions, and the files.
+    "HandleSet::checkInvariance() const",
+    "HandleSet::checkEveryHandleIsUnique() const",
+    "HandleSet::grow()",
     "common/EventHandles.cpp",
     "common/ZEBDiscovererImpl.cpp",
 };

@@ -32,8 +32,11 @@ UsbDiscoverer::UsbDiscoverer(ZEBDiscovererInterface* interfaceTable, size_t inte
 }
 
 UsbDiscoverer::~UsbDiscoverer() noexcept {
-    if (mpUsbDeviceProvider)
-        unsubscribeFromDeviceProvider(mpUsbDeviceProvider);
+    try {
+        if (mpUsbDeviceProvider)
+            unsubscribeFromDeviceProvider(mpUsbDeviceProvider);
+    } catch (...) { // NOLINT(bugprone-empty-catch): the host's loss; the entities go all the same
+    }
     mpUsbDeviceProvider = nullptr;
     for (UsbEntity* pEntity : mEntities)
         delete pEntity;
@@ -60,10 +63,12 @@ UsbEntity& UsbDiscoverer::fromHost(ZEBDiscovererEntity* pEntity) const {
     return *pOwn;
 }
 
-/** An entity that could not be started is about to be deleted; the host may have been told of it. */
-UsbEntity* UsbDiscoverer::forget(UsbEntity* pEntity) {
-    mWithdrawn.insert(mEntities.extract(pEntity)); // moved over: there may be no memory
-    return pEntity;
+/** An entity could not be started: it is to be deleted, though the host may have been told of it. Null when
+ *  the host has destroyed it already. */
+std::unique_ptr<UsbEntity> UsbDiscoverer::withdraw(UsbEntity* pEntity) {
+    // Moved over: there may be no memory.
+    const bool isMine = mWithdrawn.insert(mEntities.extract(pEntity)).inserted;
+    return std::unique_ptr<UsbEntity>(isMine ? pEntity : nullptr);
 }
 
 ZEBDiscovererEventHandle* UsbDiscoverer::getEntityEventHandle(ZEBDiscovererEntity* pEntity) {
@@ -180,7 +185,7 @@ ZEBDeviceInterestLevel UsbDiscoverer::getDeviceInterest(ZEBDiscovererDeviceProvi
 }
 
 /** The entity for a device; null when it is none of ours, or there is no memory. */
-UsbEntity* UsbDiscoverer::makeEntity(const ZEBDeviceInfo* pDevice) {
+std::unique_ptr<UsbEntity> UsbDiscoverer::makeEntity(const ZEBDeviceInfo* pDevice) {
     bool flagA = false;
     bool flagB = false;
     switch (classify(*pDevice, flagA, flagB)) {
@@ -188,10 +193,12 @@ UsbEntity* UsbDiscoverer::makeEntity(const ZEBDeviceInfo* pDevice) {
         return nullptr;
     case DeviceKind::Tethering:
         log(ZEBDiscoveryLogSeverityInfo, "Found an Android device in tethering mode");
-        return new (std::nothrow) TcpUsbEntity(*this, *this, pDevice, kPhoneAddress);
+        return std::unique_ptr<UsbEntity>(new (std::nothrow)
+                                              TcpUsbEntity(*this, *this, pDevice, kPhoneAddress));
     case DeviceKind::Accessory:
         log(ZEBDiscoveryLogSeverityInfo, "Potentially found an Android device that supports AAP");
-        return new (std::nothrow) AAPUsbEntity(*this, *this, pDevice, mpConfiguration.get());
+        return std::unique_ptr<UsbEntity>(new (std::nothrow)
+                                              AAPUsbEntity(*this, *this, pDevice, mpConfiguration.get()));
     default:
         ZEB_ASSERT(false);
         return nullptr;
@@ -199,21 +206,25 @@ UsbEntity* UsbDiscoverer::makeEntity(const ZEBDeviceInfo* pDevice) {
 }
 
 void UsbDiscoverer::offerDevice(ZEBDiscovererDeviceProvider* pProvider, const ZEBDeviceInfo* pDevice) {
-    UsbEntity* const pEntity = makeEntity(pDevice);
-    if (!pEntity)
+    std::unique_ptr<UsbEntity> made = makeEntity(pDevice);
+    if (!made)
         return releaseDevice(pProvider, pDevice);
+    UsbEntity* const pEntity = made.get();
     mWithdrawn.erase(pEntity);
     try {
         mEntities.insert(pEntity);
+        static_cast<void>(made.release()); // the set's now
         announce(*pEntity);
-        pEntity->start();
+        if (mEntities.contains(pEntity)) // or the host has destroyed it
+            pEntity->start();
     } catch (const std::bad_alloc&) {
         // Released before it is deleted, on purpose; the set forgets it first.
-        const std::unique_ptr<UsbEntity> deletedLast(forget(pEntity));
-        releaseDevice(pProvider, pDevice);
+        const std::unique_ptr<UsbEntity> deletedLast = made ? std::move(made) : withdraw(pEntity);
+        if (deletedLast)
+            releaseDevice(pProvider, pDevice);
     } catch (...) {
         // The barrier releases the device, whose record is not to be read afterwards.
-        delete forget(pEntity);
+        (made ? std::move(made) : withdraw(pEntity)).reset();
         throw;
     }
 }

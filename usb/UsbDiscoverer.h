@@ -16,8 +16,9 @@ namespace zebdiscoverer_usb {
  *   made -> init (subscribed) -> start -> devices come and go -> stop -> deleted
  *
  * Multiple-handle mode; [host-thread] throughout, but for what EntityManager says.
- * The host may destroy an entity from inside entityLost or an answer to a fetch, so
- * every walk over the entities finds its place again after each call out.
+ * The host may destroy an entity, that one or another, from inside the callback that
+ * brings it, reports it lost or answers for it: every walk over the entities finds its
+ * place again after each call out, and nothing is done with one that is no longer there.
  */
 class UsbDiscoverer : public zebdiscovery::ZEBDiscovererImpl, public EntityManager {
 public:
@@ -59,11 +60,11 @@ public:
                            ZEBDiscoverySDKTimeoutMicroseconds timeout) override;
 
 private:
-    UsbEntity* makeEntity(const ZEBDeviceInfo* pDevice);
+    std::unique_ptr<UsbEntity> makeEntity(const ZEBDeviceInfo* pDevice);
     void announce(UsbEntity& entity);
     void afterStep(UsbEntity& entity, bool keep);
     UsbEntity& fromHost(ZEBDiscovererEntity* pEntity) const;
-    UsbEntity* forget(UsbEntity* pEntity);
+    std::unique_ptr<UsbEntity> withdraw(UsbEntity* pEntity);
     UsbEntity& ownerOf(const ZEBDiscovererEventHandle* pHandle);
     template <class Do>
     void forEachEntity(const Do& call);

@@ -306,8 +306,7 @@ bool UsbEntity::takePublishFlag() { return std::exchange(mPublishOnce, false); }
 void UsbEntity::addEventHandle(ZEBDiscovererEventHandle* pHandle, bool writeNotifications) {
     ZEB_ASSERT(pHandle && *pHandle != ZEBDiscovererNoEventHandle);
     ZEB_ASSERT(usesMultipleHandles());
-    if (!isRegistered(pHandle))
-        mHandles.push_back(pHandle);
+    mHandles.insert(pHandle);
     mManager.addEventHandle(pHandle, writeNotifications);
 }
 
@@ -315,7 +314,7 @@ void UsbEntity::removeEventHandle(ZEBDiscovererEventHandle* pHandle) {
     ZEB_ASSERT(usesMultipleHandles());
     // Disowned last: the host must not watch a handle without an owner.
     mManager.removeEventHandle(pHandle);
-    std::erase(mHandles, pHandle);
+    mHandles.erase(pHandle);
 }
 
 void UsbEntity::dropEventHandles() noexcept {
@@ -330,13 +329,9 @@ void UsbEntity::dropEventHandles() noexcept {
 void UsbEntity::setTimerForHandle(ZEBDiscovererEventHandle* pHandle,
                                   ZEBDiscoverySDKTimeoutMicroseconds timeout) {
     ZEB_ASSERT(usesMultipleHandles());
-    if (!isRegistered(pHandle))
+    if (!mHandles.contains(pHandle))
         ZEB_ASSERT(false);
     mManager.setTimerForHandle(pHandle, timeout);
-}
-
-bool UsbEntity::isRegistered(const ZEBDiscovererEventHandle* pHandle) const {
-    return std::find(mHandles.begin(), mHandles.end(), pHandle) != mHandles.end();
 }
 
 bool UsbEntity::ownsHandle(const ZEBDiscovererEventHandle* pHandle) const {

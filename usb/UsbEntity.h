@@ -5,7 +5,7 @@
 #include "usb/EntityManager.h"
 
 #include <cstdint>
-#include <vector>
+#include <set>
 
 namespace zebdiscoverer_usb {
 
@@ -126,7 +126,6 @@ private:
     void waitForCommand();
     void closeOnFailure();
     bool spendRetry();
-    bool isRegistered(const ZEBDiscovererEventHandle* pHandle) const;
 
     zebdiscovery::HostString mpZebCmd;
     /** Never changed: every entity closes its own handle after a failure. */
@@ -134,7 +133,7 @@ private:
     bool mPublishOnce = true;
     EntityManager& mManager;
     ZEBDiscovererEventHandle mOwnEventHandle = ZEBDiscovererNoEventHandle;
-    std::vector<ZEBDiscovererEventHandle*> mHandles;
+    std::set<ZEBDiscovererEventHandle*> mHandles;
     const ZEBDeviceInfo* const mpDevice;
     /** At most one fetch of "zebcmd" is held. */
     zebdiscovery::HostString mpPendingKey;

@@ -32,6 +32,8 @@ protected:
         entity.reset();
         EXPECT_THAT(host.complaints(), testing::IsEmpty());
     }
+    static Call copied(const char* text) { return {"allocString", {text, -1}}; }
+    static Call freed(const char* text) { return {"freeString", {text}}; }
     std::vector<Call> answers() const { return host.callsOf("fetchComplete"); }
     /** A request that is never answered is not a fault of these tests. */
     ZEBDiscoverySDKRequest* fetchQuietly(const char* key) {

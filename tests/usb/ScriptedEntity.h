@@ -30,6 +30,7 @@ public:
     /** Run inside openPort, before its result. */
     std::function<void()> inOpenPort;
     std::function<void()> inRequestZebCmd;
+    std::function<void()> inDoHandleEvent;
     std::function<ZEBDiscoverySDKError(const char*)> password;
     Status eventResult = Status::Done;
     Status timeoutResult = Status::Done;
@@ -49,6 +50,7 @@ public:
     }
     bool isConnectionPassPossible() const override { return connectionPass; }
     ZEBDiscoverySDKError setPassword(const char* value) override {
+        Record::note("setPassword", value);
         return password ? password(value) : UsbEntity::setPassword(value);
     }
     void requestZebCmd() override {
@@ -60,6 +62,8 @@ public:
     Status doHandleEvent(ZEBDiscovererEventHandle* handle) override {
         Record::note("doHandleEvent", handle);
         lastHandle = handle;
+        if (inDoHandleEvent)
+            inDoHandleEvent();
         return eventResult;
     }
     Status doHandleTimeout(ZEBDiscovererEventHandle* handle) override {
@@ -82,6 +86,7 @@ public:
     using UsbEntity::clearPublishFlag;
     using UsbEntity::closeEventHandle;
     using UsbEntity::completePendingFetch;
+    using UsbEntity::dropEventHandles;
     using UsbEntity::hasActiveHandles;
     using UsbEntity::removeEventHandle;
     using UsbEntity::setOwnEventHandle;
@@ -99,6 +104,8 @@ inline ZEBDiscovererEntity* toHost(UsbEntity* entity) {
     return reinterpret_cast<ZEBDiscovererEntity*>(entity);
 }
 
+inline Call logged(int severity, const char* text) { return {"log", {severity, text}}; }
+
 /** A host with the USB discoverer, brought up, which has forgotten how. */
 class DiscovererRig {
 public:
@@ -109,12 +116,17 @@ public:
         host.adopt(
             reinterpret_cast<ZEBDiscoverer*>(static_cast<zebdiscovery::ZEBDiscovererImpl*>(discoverer)));
         host.bringUp();
-        host.takeCalls();
+        forget();
     }
     ~DiscovererRig() {
         if (host.discoverer)
             host.destroy();
     }
+
+    /** All that has happened since the last look, in order; without the questions whether a line is wanted.
+     */
+    std::vector<Call> happened() { return host.takeRecord({Kind::LevelQuery}); }
+    void forget() { host.takeRecord(); }
 
     FakeHost host;
     UsbDiscoverer* discoverer;
@@ -136,7 +148,7 @@ public:
     /** Give the entity its command now, with the timer set and then forgotten. */
     void giveCommand(int timeout) {
         entity->setZebCmd(timeout);
-        host.takeCalls();
+        forget();
     }
 
     DeviceRecord device{6699, usbProperties("18d1", "4ee2")};

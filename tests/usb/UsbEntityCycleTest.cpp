@@ -7,6 +7,8 @@ namespace {
 
 constexpr int kCancel = -1, kRetry = 1000000, kWait = 3000000;
 
+const Call kOpenPort{"openPort", {}};
+
 // start
 
 TEST_F(AnEntity, TriesAgainInASecondWhenThePortCantBeOpened) {
@@ -14,8 +16,9 @@ TEST_F(AnEntity, TriesAgainInASecondWhenThePortCantBeOpened) {
 
     entity->start();
 
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel), timer(kRetry)));
-    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{80, "Can't open the port, waiting for interval"}));
+    EXPECT_THAT(happened(),
+                ElementsAre(timer(kCancel), kOpenPort,
+                            logged(80, "Can't open the port, waiting for interval"), timer(kRetry)));
 }
 
 TEST_F(AnEntity, IsGivenUpByTheNextTimeoutWhenItsPortIsNotSupported) {
@@ -23,17 +26,31 @@ TEST_F(AnEntity, IsGivenUpByTheNextTimeoutWhenItsPortIsNotSupported) {
 
     entity->start();
 
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel), timer(0)));
-    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{80, "Open port returned not supported"}));
+    EXPECT_THAT(happened(), ElementsAre(timer(kCancel), kOpenPort,
+                                        logged(80, "Open port returned not supported"), timer(0)));
     EXPECT_FALSE(entity->handleTimeout());
-    EXPECT_EQ(entity->portsOpened, 1) << "not tried again";
+    EXPECT_THAT(happened(), IsEmpty()) << "not tried again";
+}
+
+TEST_F(AnEntity, IsGivenUpEvenIfTheHostTellsOfTheTimeoutWhileItIsArmed) {
+    entity->ports = {Status::NotSupported};
+    bool kept = true;
+    host.on["setEntityTimer"] = [&] {
+        if (host.entityTimers().contains(handle()))
+            kept = entity->handleTimeout();
+    };
+
+    entity->start();
+
+    EXPECT_FALSE(kept) << "the budget is spent and the wait noted before the timer is armed";
+    EXPECT_EQ(entity->portsOpened, 1);
 }
 
 TEST_F(AnEntity, WaitsForItsCommandWhenThePortIsOpen) {
     entity->start();
 
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel), timer(kWait)));
-    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{80, "Port opened successfully"}));
+    EXPECT_THAT(happened(),
+                ElementsAre(timer(kCancel), kOpenPort, logged(80, "Port opened successfully"), timer(kWait)));
 }
 
 TEST_F(AnEntity, WaitsForNothingWhenOpeningThePortGaveTheCommand) {
@@ -41,8 +58,9 @@ TEST_F(AnEntity, WaitsForNothingWhenOpeningThePortGaveTheCommand) {
 
     entity->start();
 
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel), timer(500000)));
-    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{80, "Port opened successfully"}));
+    EXPECT_THAT(happened(), ElementsAre(timer(kCancel), kOpenPort, Call{"doSetZebCmd", {}},
+                                        Call{"allocString", {"zebcmd:test", -1}}, timer(500000),
+                                        logged(80, "Port opened successfully")));
 }
 
 TEST_F(AnEntity, DoesNothingMoreForAStatusWithoutAName) {
@@ -50,17 +68,23 @@ TEST_F(AnEntity, DoesNothingMoreForAStatusWithoutAName) {
 
     entity->start();
 
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel)));
-    EXPECT_THAT(host.logLines(), IsEmpty());
+    EXPECT_THAT(happened(), ElementsAre(timer(kCancel), kOpenPort));
 }
 
 TEST_F(AnEntity, IsStartedOnce) {
     entity->start();
-    host.takeCalls();
+    forget();
 
     entity->start();
 
-    EXPECT_THAT(host.calls(), IsEmpty());
+    EXPECT_THAT(happened(), IsEmpty());
+}
+
+TEST_F(AnEntity, IsStartedOnceEvenFromInsideItsStart) {
+    entity->inOpenPort = [&] { entity->start(); };
+
+    entity->start();
+
     EXPECT_EQ(entity->portsOpened, 1);
 }
 
@@ -69,10 +93,9 @@ TEST_F(AnEntity, ArmsNoTimerWhenItIsStartedWithItsCommand) {
 
     entity->start();
 
-    EXPECT_THAT(host.calls(), IsEmpty());
-    EXPECT_THAT(host.logLines(),
-                ElementsAre(LogLine{80, "ZebCmd present already, no need to re-initialize"}));
-    EXPECT_EQ(entity->portsOpened, 0);
+    EXPECT_THAT(happened(), ElementsAre(logged(80, "ZebCmd present already, no need to re-initialize")));
+    entity->start();
+    EXPECT_THAT(happened(), IsEmpty()) << "it counts as started";
 }
 
 TEST_F(AnEntity, LeavesTheWaitBehindWhenItIsStartedAgain) {
@@ -88,14 +111,16 @@ TEST_F(AnEntity, LeavesTheWaitBehindWhenItIsStartedAgain) {
 TEST_F(AnEntity, IsLostAfterTwentyOneFailures) {
     entity->ports = {Status::TryLater};
     entity->start();
-    host.takeCalls();
+    forget();
 
-    for (int attempt = 2; attempt <= 20; ++attempt)
+    for (int attempt = 2; attempt <= 20; ++attempt) {
         ASSERT_TRUE(entity->handleTimeout()) << attempt;
+        ASSERT_THAT(happened(), ElementsAre(kOpenPort, timer(kRetry)));
+    }
     EXPECT_FALSE(entity->handleTimeout());
 
     EXPECT_EQ(entity->portsOpened, 21);
-    EXPECT_THAT(host.calls(), AllOf(SizeIs(20), Each(timer(kRetry)))) << "armed the last time too";
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, timer(kRetry))) << "armed the last time too";
 }
 
 TEST_F(AnEntity, StaysWhenTheLastAttemptSucceeds) {
@@ -107,22 +132,26 @@ TEST_F(AnEntity, StaysWhenTheLastAttemptSucceeds) {
         ASSERT_TRUE(entity->handleTimeout()) << attempt;
 
     EXPECT_EQ(entity->portsOpened, 21);
-    EXPECT_EQ(host.calls().back(), timer(kWait));
+    EXPECT_EQ(happened().back(), timer(kWait));
 }
 
 TEST_F(AnEntity, IsLostAfterTenWaitsForItsCommand) {
     const int descriptor = giveHandle();
     entity->start();
     EXPECT_TRUE(isOpen(descriptor));
-    host.takeCalls();
+    forget();
 
-    for (int wait = 1; wait <= 9; ++wait)
+    ASSERT_TRUE(entity->handleTimeout());
+    EXPECT_THAT(happened(), ElementsAre(Call{"close", {descriptor}}, kOpenPort, timer(kWait)));
+    for (int wait = 2; wait <= 9; ++wait) {
         ASSERT_TRUE(entity->handleTimeout()) << wait;
+        ASSERT_THAT(happened(), ElementsAre(kOpenPort, timer(kWait)));
+    }
+    const int last = giveHandle();
     EXPECT_FALSE(entity->handleTimeout());
 
+    EXPECT_THAT(happened(), ElementsAre(Call{"close", {last}})) << "closed, and not opened again";
     EXPECT_EQ(entity->portsOpened, 10);
-    EXPECT_FALSE(isOpen(descriptor));
-    EXPECT_THAT(host.calls(), AllOf(SizeIs(9), Each(timer(kWait))));
 }
 
 TEST_F(AnEntity, SpendsTwoRetriesOnAWaitWhoseNextAttemptFails) {
@@ -140,11 +169,24 @@ TEST_F(AnEntity, HasNoBudgetAfterAStop) {
     entity->ports = {Status::TryLater};
     entity->start();
     entity->stop();
-    host.takeCalls();
+    forget();
 
     EXPECT_FALSE(entity->handleTimeout()) << "0 stays 0";
 
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kRetry)));
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, timer(kRetry)));
+}
+
+TEST_F(AnEntity, HasItsBudgetAnewWithEachStart) {
+    entity->ports = {Status::TryLater};
+    entity->start();
+    for (int attempt = 2; attempt <= 20; ++attempt)
+        entity->handleTimeout();
+    entity->stop();
+    entity->start();
+
+    for (int attempt = 2; attempt <= 20; ++attempt)
+        ASSERT_TRUE(entity->handleTimeout()) << attempt;
+    EXPECT_FALSE(entity->handleTimeout());
 }
 
 // handleTimeout
@@ -152,43 +194,44 @@ TEST_F(AnEntity, HasNoBudgetAfterAStop) {
 TEST_F(AnEntity, IsLostWhenATimeoutFindsThePortNotSupported) {
     entity->ports = {Status::TryLater, Status::NotSupported, Status::TryLater};
     entity->start();
-    host.takeCalls();
+    forget();
 
     EXPECT_FALSE(entity->handleTimeout());
 
-    EXPECT_THAT(host.calls(), IsEmpty());
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort));
     EXPECT_FALSE(entity->handleTimeout()) << "the budget is spent";
 }
 
 TEST_F(AnEntity, WaitsForItsCommandWhenATimeoutOpensThePort) {
     entity->ports = {Status::TryLater, Status::Done};
     entity->start();
-    host.takeCalls();
+    forget();
 
     EXPECT_TRUE(entity->handleTimeout());
 
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kWait)));
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, timer(kWait)));
 }
 
 TEST_F(AnEntity, StaysForAStatusWithoutAName) {
     entity->ports = {Status::TryLater, kOtherStatus};
     entity->start();
-    host.takeCalls();
+    forget();
 
     EXPECT_TRUE(entity->handleTimeout());
 
-    EXPECT_THAT(host.calls(), IsEmpty());
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort));
 }
 
 TEST_F(AnEntity, WaitsForNothingWhenATimeoutOpensThePortWithTheCommand) {
     entity->ports = {Status::TryLater, Status::Done};
     entity->start();
-    host.takeCalls();
+    forget();
     entity->inOpenPort = [&] { entity->setZebCmd(500000); };
 
     EXPECT_TRUE(entity->handleTimeout());
 
-    EXPECT_THAT(host.calls(), ElementsAre(timer(500000)));
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, Call{"doSetZebCmd", {}},
+                                        Call{"allocString", {"zebcmd:test", -1}}, timer(500000)));
 }
 
 TEST_F(AnEntity, AnswersAPendingFetchAtTheTimeoutOnceItHasItsCommand) {
@@ -196,33 +239,59 @@ TEST_F(AnEntity, AnswersAPendingFetchAtTheTimeoutOnceItHasItsCommand) {
     giveCommand(500000);
 
     EXPECT_TRUE(entity->handleTimeout());
+    EXPECT_THAT(happened(), ElementsAre(Call{"allocString", {"zebcmd:test", -1}},
+                                        answer("zebcmd", request, 0, "zebcmd:test")));
     EXPECT_TRUE(entity->handleTimeout());
+    EXPECT_THAT(happened(), IsEmpty()) << "there is nothing to answer, and nothing to open";
+}
 
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
-    EXPECT_EQ(entity->portsOpened, 0);
+TEST_F(AnEntity, HasItsCommandForEverybodyFromInsideTheAnswerOfTheTimeout) {
+    fetch("zebcmd");
+    giveCommand(500000);
+    host.on["fetchComplete"] = [&] {
+        host.on["fetchComplete"] = nullptr;
+        fetch("zebcmd");
+    };
+
+    entity->handleTimeout();
+
+    EXPECT_EQ(entity->portsOpened, 1) << "the schedule is over before the answer is sent";
 }
 
 // stop
 
-TEST_F(AnEntity, ClosesItsHandleAndCancelsItsTimerWhenStopped) {
+TEST_F(AnEntity, ClosesItsHandleThenCancelsItsTimerWhenStopped) {
     const int descriptor = giveHandle();
     entity->start();
-    host.takeCalls();
+    forget();
 
     entity->stop();
 
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel)));
-    EXPECT_FALSE(isOpen(descriptor));
+    EXPECT_THAT(happened(), ElementsAre(Call{"close", {descriptor}}, timer(kCancel)));
     EXPECT_EQ(*entity->getEventHandle(), -1);
 }
 
 TEST_F(AnEntity, CanBeStartedAgainAfterAStop) {
     entity->start();
     entity->stop();
+    forget();
 
     entity->start();
 
-    EXPECT_EQ(entity->portsOpened, 2);
+    EXPECT_THAT(happened(), Contains(kOpenPort));
+}
+
+TEST_F(AnEntity, CanBeStartedAgainEvenIfTheHostWouldNotCancelItsTimer) {
+    entity->start();
+    host.on["setEntityTimer"] = [] { throw std::runtime_error("no timers"); };
+    EXPECT_THROW(entity->stop(), std::runtime_error);
+    host.on["setEntityTimer"] = nullptr;
+    forget();
+
+    EXPECT_TRUE(entity->handleTimeout()) << "it waits no more, with some of its budget left";
+
+    entity->start();
+    EXPECT_EQ(entity->portsOpened, 3);
 }
 
 TEST_F(AnEntity, ForgetsItsWaitWhenStopped) {
@@ -237,123 +306,13 @@ TEST_F(AnEntity, ForgetsItsWaitWhenStopped) {
 TEST_F(AnEntity, KeepsItsCommandButNotItsScheduleWhenStopped) {
     giveCommand(500000);
     entity->stop();
-    host.takeCalls();
+    forget();
 
     const void* request = fetch("zebcmd");
 
-    EXPECT_EQ(entity->portsOpened, 1) << "looks at the link at once";
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel), answer("zebcmd", request, 0, "zebcmd:test")));
-}
-
-// handleEvent
-
-TEST_F(AnEntity, CancelsItsTimerAtAnEventAndWaitsForItsCommand) {
-    int handle = 5;
-
-    EXPECT_TRUE(entity->handleEvent(&handle));
-
-    EXPECT_EQ(entity->lastHandle, &handle);
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel), timer(kWait)));
-}
-
-TEST_F(AnEntity, WaitsForNothingAtAnEventWhenItHasItsCommand) {
-    int handle = 5;
-    giveCommand(kCancel);
-
-    EXPECT_TRUE(entity->handleEvent(&handle));
-
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel)));
-}
-
-TEST_F(AnEntity, IsLostAtAnEventThatIsNotSupported) {
-    int handle = 5;
-    entity->ports = {Status::TryLater};
-    entity->start();
-    entity->eventResult = Status::NotSupported;
-    host.takeCalls();
-
-    EXPECT_FALSE(entity->handleEvent(&handle));
-
-    EXPECT_THAT(host.calls(), ElementsAre(timer(kCancel)));
-    EXPECT_FALSE(entity->handleTimeout()) << "the budget is spent";
-}
-
-TEST_F(AnEntity, SpendsARetryOnAFailedEvent) {
-    for (const Status failed : {Status::TryLater, kOtherStatus}) {
-        int handle = 5;
-        entity->stop();
-        const int descriptor = giveHandle();
-        entity->start(); // budget 10, waiting
-        entity->eventResult = failed;
-        host.takeCalls();
-
-        EXPECT_TRUE(entity->handleEvent(&handle));
-        EXPECT_THAT(host.takeCalls(), ElementsAre(timer(kCancel), timer(kRetry)));
-        EXPECT_FALSE(isOpen(descriptor));
-        for (int left = 8; left >= 1; --left)
-            ASSERT_TRUE(entity->handleEvent(&handle)) << left;
-        host.takeCalls();
-        EXPECT_FALSE(entity->handleEvent(&handle));
-        EXPECT_THAT(host.takeCalls(), ElementsAre(timer(kCancel))) << "nothing is armed for a lost one";
-        EXPECT_FALSE(entity->handleEvent(&handle)) << "0 stays 0";
-    }
-}
-
-TEST_F(AnEntity, StopsWaitingAtAnEvent) {
-    int handle = 5;
-    entity->start(); // budget 10, waiting
-    entity->eventResult = Status::TryLater;
-    EXPECT_TRUE(entity->handleEvent(&handle)); // 9, no longer waiting
-    entity->ports = {Status::TryLater};
-
-    for (int left = 8; left >= 1; --left)
-        ASSERT_TRUE(entity->handleTimeout()) << left; // a wait would have cost one more
-
-    EXPECT_FALSE(entity->handleTimeout());
-}
-
-TEST_F(AnEntity, StopsTheProcessAtAnEventWithoutAHandle) {
-    EXPECT_ASSERTION(entity->handleEvent(nullptr), "usb/UsbEntity\\.cpp", "pHandle");
-}
-
-// handleTimeoutForHandle
-
-TEST_F(AnEntity, StaysAtATimeoutOfAHandleThatWentWell) {
-    int handle = 5;
-
-    EXPECT_TRUE(entity->handleTimeoutForHandle(&handle));
-
-    EXPECT_EQ(entity->lastHandle, &handle);
-    EXPECT_THAT(host.calls(), IsEmpty());
-}
-
-TEST_F(AnEntity, IsLostAtATimeoutOfAHandleThatIsNotSupported) {
-    int handle = 5;
-    entity->ports = {Status::TryLater};
-    entity->start();
-    entity->timeoutResult = Status::NotSupported;
-
-    EXPECT_FALSE(entity->handleTimeoutForHandle(&handle));
-    EXPECT_FALSE(entity->handleTimeout()) << "the budget is spent";
-}
-
-TEST_F(AnEntity, SpendsARetryOnAFailedTimeoutOfAHandleWithoutATimer) {
-    for (const Status failed : {Status::TryLater, kOtherStatus}) {
-        int handle = 5;
-        entity->stop();
-        const int descriptor = giveHandle();
-        entity->start();
-        entity->timeoutResult = failed;
-        host.takeCalls();
-
-        for (int left = 9; left >= 1; --left)
-            ASSERT_TRUE(entity->handleTimeoutForHandle(&handle)) << left;
-        EXPECT_FALSE(entity->handleTimeoutForHandle(&handle));
-
-        EXPECT_FALSE(isOpen(descriptor));
-        EXPECT_THAT(host.calls(), IsEmpty());
-        EXPECT_FALSE(entity->handleTimeoutForHandle(&handle)) << "0 stays 0";
-    }
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, timer(kCancel), Call{"allocString", {"zebcmd:test", -1}},
+                                        answer("zebcmd", request, 0, "zebcmd:test")))
+        << "looks at the link at once";
 }
 
 } // namespace

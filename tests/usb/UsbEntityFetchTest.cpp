@@ -5,6 +5,10 @@ using namespace zebtest;
 
 namespace {
 
+const Call kOpenPort{"openPort", {}};
+const Call kRequestZebCmd{"requestZebCmd", {}};
+const Call kDoSetZebCmd{"doSetZebCmd", {}};
+
 // The properties.
 
 struct PropertyRow {
@@ -38,12 +42,14 @@ TEST_F(AnEntityThatIsAsked, AnswersEachPropertyAtOnce) {
         ScriptedEntity asked(*discoverer, *discoverer, record);
         asked.connectionPass = row.connectionPass;
 
-        host.takeCalls(); // of the entity before
+        forget(); // the entity before
         const void* request = host.fetch(toHost(&asked), row.key);
 
-        EXPECT_THAT(
-            host.calls(),
-            ElementsAre(Call{"fetchComplete", {toHost(&asked), row.key, request, row.error, row.value}}));
+        std::vector<Call> expected = {
+            {"fetchComplete", {toHost(&asked), row.key, request, row.error, row.value}}};
+        if (row.value != Argument(nullptr))
+            expected.insert(expected.begin(), {"allocString", {row.value, -1}});
+        EXPECT_EQ(happened(), expected);
     }
 }
 
@@ -57,12 +63,16 @@ TEST_F(AnEntityThatIsAsked, WritesLargeDeviceIdsWithEightDigits) {
 }
 
 TEST_F(AnEntityThatIsAsked, ReportsOutOfMemoryWhenAValueCantBeCopied) {
-    for (const char* key : {"id", "type", "connectionPassPossible"}) {
+    const struct {
+        const char* key;
+        const char* value;
+    } rows[] = {{"id", "0x00001a2b"}, {"type", "usb"}, {"connectionPassPossible", "n"}};
+    for (const auto& row : rows) {
         host.failAllocationAt = 1;
 
-        const void* request = fetch(key);
+        const void* request = fetch(row.key);
 
-        EXPECT_THAT(host.takeCalls(), ElementsAre(answer(key, request, 3, nullptr)));
+        EXPECT_THAT(happened(), ElementsAre(copied(row.value), answer(row.key, request, 3, nullptr)));
     }
 }
 
@@ -72,9 +82,12 @@ TEST_F(AnEntityThatIsAsked, AnswersAPasswordWithWhatBecameOfIt) {
     const void* second = host.post(handle(), "password", "secret");
     const void* third = host.post(handle(), "password", "guess");
 
-    EXPECT_THAT(host.calls(), ElementsAre(Call{"postComplete", {handle(), "password", "secret", first, 9}},
-                                          Call{"postComplete", {handle(), "password", "secret", second, 0}},
-                                          Call{"postComplete", {handle(), "password", "guess", third, 44}}));
+    const Call tried{"setPassword", {"secret"}};
+    EXPECT_THAT(happened(),
+                ElementsAre(tried, Call{"postComplete", {handle(), "password", "secret", first, 9}}, tried,
+                            Call{"postComplete", {handle(), "password", "secret", second, 0}},
+                            Call{"setPassword", {"guess"}},
+                            Call{"postComplete", {handle(), "password", "guess", third, 44}}));
 }
 
 TEST_F(AnEntityThatIsAsked, AcceptsNoOtherValues) {
@@ -82,8 +95,8 @@ TEST_F(AnEntityThatIsAsked, AcceptsNoOtherValues) {
     const void* first = host.post(handle(), "id", "x");
     const void* second = host.post(handle(), nullptr, nullptr);
 
-    EXPECT_THAT(host.calls(), ElementsAre(Call{"postComplete", {handle(), "id", "x", first, 9}},
-                                          Call{"postComplete", {handle(), nullptr, nullptr, second, 9}}));
+    EXPECT_THAT(happened(), ElementsAre(Call{"postComplete", {handle(), "id", "x", first, 9}},
+                                        Call{"postComplete", {handle(), nullptr, nullptr, second, 9}}));
 }
 
 // The command, before there is one.
@@ -91,224 +104,140 @@ TEST_F(AnEntityThatIsAsked, AcceptsNoOtherValues) {
 TEST_F(AnEntityThatIsAsked, KeepsAFetchOfTheCommandAndAsksForIt) {
     const void* request = fetch("zebcmd");
 
-    EXPECT_THAT(host.calls(), IsEmpty());
-    EXPECT_EQ(entity->commandsRequested, 1);
+    EXPECT_THAT(happened(), ElementsAre(kRequestZebCmd));
     entity->setZebCmd(-1);
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
+    EXPECT_THAT(happened(), ElementsAre(kDoSetZebCmd, copied("zebcmd:test"), copied("zebcmd:test"),
+                                        answer("zebcmd", request, 0, "zebcmd:test")));
+}
+
+TEST_F(AnEntityThatIsAsked, KeepsAFetchBeforeItAsksForTheCommand) {
+    entity->inRequestZebCmd = [&] { entity->setZebCmd(-1); };
+
+    const void* request = fetch("zebcmd");
+
+    EXPECT_THAT(happened(), ElementsAre(kRequestZebCmd, kDoSetZebCmd, copied("zebcmd:test"),
+                                        copied("zebcmd:test"), answer("zebcmd", request, 0, "zebcmd:test")));
 }
 
 TEST_F(AnEntityThatIsAsked, DropsASecondFetchWhileOneIsPending) {
     const void* request = fetch("zebcmd");
+    forget();
     fetchQuietly("zebcmd");
 
-    EXPECT_THAT(host.strings.outstanding(), ElementsAre("zebcmd")) << "one of the two keys";
-    EXPECT_EQ(entity->commandsRequested, 1);
+    EXPECT_THAT(happened(), ElementsAre(freed("zebcmd")));
     entity->setZebCmd(-1);
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
+    EXPECT_THAT(answers(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
 }
 
 TEST_F(AnEntityThatIsAsked, AnswersOnlyOnce) {
     fetch("zebcmd");
     entity->setZebCmd(-1);
-    host.takeCalls();
+    forget();
 
     entity->completePendingFetch();
     entity->cancelPendingFetch();
 
-    EXPECT_THAT(host.calls(), IsEmpty());
+    EXPECT_THAT(happened(), IsEmpty());
 }
 
 TEST_F(AnEntityThatIsAsked, CancelsAPendingFetch) {
     const void* request = fetch("zebcmd");
+    forget();
 
     entity->cancelPendingFetch();
 
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 11, nullptr)));
+    EXPECT_THAT(happened(), ElementsAre(answer("zebcmd", request, 11, nullptr)));
+}
+
+TEST_F(AnEntityThatIsAsked, IsCancelledBeforeItSaysSo) {
+    fetch("zebcmd");
+    const void* again = nullptr;
+    host.on["fetchComplete"] = [&] {
+        host.on["fetchComplete"] = nullptr;
+        again = fetch("zebcmd");
+    };
+    forget();
+
+    entity->cancelPendingFetch();
+
+    EXPECT_EQ(happened().back(), answer("zebcmd", again, 11, nullptr));
 }
 
 TEST_F(AnEntityThatIsAsked, AnswersCancelledForGoodWhileThereIsNoCommand) {
     entity->cancelPendingFetch();
 
     const void* request = fetch("zebcmd");
-    EXPECT_THAT(host.takeCalls(), ElementsAre(answer("zebcmd", request, 11, nullptr)));
-    EXPECT_EQ(entity->commandsRequested, 0);
+    EXPECT_THAT(happened(), ElementsAre(answer("zebcmd", request, 11, nullptr)));
     giveCommand(500000);
     const void* scheduled = fetch("zebcmd");
-    EXPECT_THAT(host.takeCalls(), ElementsAre(answer("zebcmd", scheduled, 11, nullptr)));
+    EXPECT_THAT(happened(), ElementsAre(answer("zebcmd", scheduled, 11, nullptr)));
     entity->handleTimeout();
     const void* present = fetch("zebcmd");
-    EXPECT_EQ(host.takeCalls().back(), answer("zebcmd", present, 0, "zebcmd:test"));
+    EXPECT_EQ(happened().back(), answer("zebcmd", present, 0, "zebcmd:test"));
 }
 
 TEST_F(AnEntityThatIsAsked, ReportsOutOfMemoryWhenItsCommandCantBeFormed) {
     const void* request = fetch("zebcmd");
     host.failAllocationAt = 1;
+    forget();
 
     entity->setZebCmd(-1);
 
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 3, nullptr)));
+    EXPECT_THAT(happened(),
+                ElementsAre(kDoSetZebCmd, copied("zebcmd:test"), answer("zebcmd", request, 3, nullptr)));
 }
 
 TEST_F(AnEntityThatIsAsked, ReportsOutOfMemoryWhenItsCommandCantBeCopied) {
     const void* request = fetch("zebcmd");
     host.failAllocationAt = 2;
+    forget();
 
     entity->setZebCmd(-1);
 
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 3, nullptr)));
+    EXPECT_THAT(happened(), ElementsAre(kDoSetZebCmd, copied("zebcmd:test"), copied("zebcmd:test"),
+                                        answer("zebcmd", request, 3, nullptr)));
 }
 
-TEST_F(AnEntityThatIsAsked, AnswersByItsTimerWhenTheCommandIsScheduled) {
+TEST_F(AnEntityThatIsAsked, FormsItsCommandThenArmsItsTimerThenAnswers) {
     const void* request = fetch("zebcmd");
+    forget();
 
     entity->setZebCmd(500000);
-    EXPECT_THAT(host.takeCalls(), ElementsAre(timer(500000)));
+    EXPECT_THAT(happened(), ElementsAre(kDoSetZebCmd, copied("zebcmd:test"), timer(500000)));
     EXPECT_TRUE(entity->handleTimeout());
 
-    EXPECT_THAT(host.takeCalls(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
+    EXPECT_THAT(happened(), ElementsAre(copied("zebcmd:test"), answer("zebcmd", request, 0, "zebcmd:test")));
 }
 
 TEST_F(AnEntityThatIsAsked, KeepsAFetchWhileItsAnswersAreScheduled) {
     giveCommand(500000);
 
     const void* request = fetch("zebcmd");
-    EXPECT_THAT(host.calls(), IsEmpty());
-    EXPECT_EQ(entity->commandsRequested, 1);
-    EXPECT_EQ(entity->portsOpened, 0);
+    EXPECT_THAT(happened(), ElementsAre(kRequestZebCmd));
     entity->handleTimeout();
 
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
+    EXPECT_THAT(happened(), ElementsAre(copied("zebcmd:test"), answer("zebcmd", request, 0, "zebcmd:test")));
 }
 
-TEST_F(AnEntityThatIsAsked, FreesTheCommandThatANewOneReplaces) {
+TEST_F(AnEntityThatIsAsked, SchedulesNothingWhenItsTimerCantBeArmed) {
+    host.on["setEntityTimer"] = [] { throw std::runtime_error("no timers"); };
+    EXPECT_THROW(entity->setZebCmd(500000), std::runtime_error);
+    host.on["setEntityTimer"] = nullptr;
+    forget();
+
+    const void* request = fetch("zebcmd");
+
+    EXPECT_EQ(happened().back(), answer("zebcmd", request, 0, "zebcmd:test")) << "for no timeout would do it";
+}
+
+TEST_F(AnEntityThatIsAsked, FreesTheCommandBeforeANewOneReplacesIt) {
     giveCommand(-1);
     entity->command = "zebcmd:new";
 
-    giveCommand(-1);
+    entity->setZebCmd(-1);
 
+    EXPECT_THAT(happened(), ElementsAre(freed("zebcmd:test"), kDoSetZebCmd, copied("zebcmd:new")));
     EXPECT_THAT(host.strings.outstanding(), ElementsAre("zebcmd:new"));
-}
-
-// The command, when there is one.
-
-TEST_F(AnEntityThatIsAsked, LooksAtTheLinkStopsAndAnswers) {
-    entity->start();
-    giveCommand(-1);
-
-    const void* request = fetch("zebcmd");
-
-    EXPECT_EQ(entity->portsOpened, 2);
-    EXPECT_THAT(host.calls(), ElementsAre(timer(-1), answer("zebcmd", request, 0, "zebcmd:test")));
-    entity->ports = {Status::TryLater};
-    const void* second = fetch("zebcmd"); // started no more: tries again
-    EXPECT_EQ(entity->portsOpened, 4);
-    giveCommand(-1);
-    (void)second;
-}
-
-TEST_F(AnEntityThatIsAsked, FreesAnOlderKeyWhenItAnswersANewerFetch) {
-    fetchQuietly("zebcmd");
-    giveCommand(500000);
-    entity->stop(); // the schedule is forgotten, the fetch and the command are kept
-    host.takeCalls();
-
-    const void* request = fetch("zebcmd");
-
-    EXPECT_THAT(host.calls(), ElementsAre(timer(-1), answer("zebcmd", request, 0, "zebcmd:test")));
-    EXPECT_THAT(host.strings.outstanding(), ElementsAre("zebcmd:test"));
-    entity->completePendingFetch();
-    EXPECT_EQ(answers().size(), 1U) << "nothing is pending";
-}
-
-TEST_F(AnEntityThatIsAsked, AnswersWithoutErrorAndValueWhenTheLinkGaveNoNewCommand) {
-    giveCommand(-1);
-    entity->inOpenPort = [&] {
-        host.failAllocationAt = 1;
-        entity->setZebCmd(500000);
-    };
-
-    const void* request = fetch("zebcmd");
-
-    EXPECT_THAT(answers(), ElementsAre(answer("zebcmd", request, 0, nullptr)));
-}
-
-TEST_F(AnEntityThatIsAsked, ReportsOutOfMemoryWhenAPresentCommandCantBeCopied) {
-    for (const Status status : {Status::Done, Status::NotSupported}) {
-        giveCommand(-1);
-        entity->ports = {status};
-        host.failAllocationAt = 1;
-
-        const void* request = fetch("zebcmd");
-
-        EXPECT_THAT(answers(), ElementsAre(answer("zebcmd", request, 3, nullptr)));
-        host.takeCalls();
-    }
-}
-
-TEST_F(AnEntityThatIsAsked, StartsAgainWhenTheLinkIsGone) {
-    giveCommand(-1);
-    entity->ports = {Status::TryLater};
-
-    const void* request = fetch("zebcmd");
-
-    EXPECT_THAT(host.takeCalls(), ElementsAre(timer(-1), timer(1000000)));
-    EXPECT_THAT(host.strings.outstanding(), ElementsAre("zebcmd")) << "the command is freed, the key kept";
-    EXPECT_EQ(entity->portsOpened, 2);
-    EXPECT_EQ(entity->commandsRequested, 0);
-    giveCommand(500000);
-    entity->handleTimeout();
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
-}
-
-TEST_F(AnEntityThatIsAsked, LeavesAFetchPendingWhenTheLinkIsGoneAndItIsStartedStill) {
-    entity->start();
-    giveCommand(-1);
-    entity->ports = {Status::TryLater};
-
-    const void* request = fetch("zebcmd");
-
-    EXPECT_THAT(host.calls(), IsEmpty());
-    EXPECT_EQ(entity->portsOpened, 2) << "once at start, once now";
-    entity->setZebCmd(-1);
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
-}
-
-TEST_F(AnEntityThatIsAsked, FreesAnOlderKeyWhenItKeepsANewerFetch) {
-    fetchQuietly("zebcmd");
-    giveCommand(500000);
-    entity->stop();
-    host.takeCalls();
-    entity->ports = {Status::TryLater};
-
-    const void* request = fetch("zebcmd");
-
-    EXPECT_THAT(host.strings.outstanding(), ElementsAre("zebcmd")) << "one of the two keys";
-    host.takeCalls();
-    entity->setZebCmd(-1);
-    EXPECT_THAT(host.calls(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
-}
-
-TEST_F(AnEntityThatIsAsked, AnswersALastTimeWithTheCommandOfALinkThatIsNotSupported) {
-    giveCommand(-1);
-    entity->ports = {Status::NotSupported};
-
-    const void* request = fetch("zebcmd");
-
-    EXPECT_THAT(host.takeCalls(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
-    EXPECT_THAT(host.strings.outstanding(), IsEmpty());
-    fetch("zebcmd");
-    EXPECT_EQ(entity->commandsRequested, 1) << "there is no command now";
-    entity->cancelPendingFetch();
-}
-
-TEST_F(AnEntityThatIsAsked, FreesTheKeyForAStatusWithoutAName) {
-    giveCommand(-1);
-    entity->ports = {kOtherStatus};
-
-    fetchQuietly("zebcmd");
-
-    EXPECT_THAT(host.calls(), IsEmpty());
-    EXPECT_THAT(host.strings.outstanding(), ElementsAre("zebcmd:test"));
 }
 
 } // namespace

@@ -57,15 +57,18 @@ void Barrier::offerForProtocol(ZEBDiscovererImpl& self, const Operation& operati
         }
     };
     const std::unique_ptr<char, decltype(freeProtocol)> owned(protocol, freeProtocol);
+    ReleaseDevice outcome(self, pProvider, pDevice);
     try {
         self.offerDeviceForProtocol(pProvider, pDevice, protocol);
     } catch (const std::exception&) {
+        outcome.failed();
         logFailure(self, operation);
-        self.releaseDevice(pProvider, pDevice);
+        outcome.release();
     } catch (...) {
+        outcome.failed();
         self.logFormatted(ZEBDiscoveryLogSeverityError, "ZEBDiscoverer::%s caught unknown exception",
                           operation.name);
-        self.releaseDevice(pProvider, pDevice);
+        outcome.release();
     }
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <type_traits>
+#include <utility>
 
 namespace zebdiscovery {
 
@@ -202,20 +203,41 @@ private:
     OwedCompletion mOwed;
 };
 
-/** Gives the offered device back, so that the host never waits for it; again, where the operation had done
- *  so and failed afterwards or because the host threw at that. */
+/** Gives the offered device back, so that the host never waits for it, also when what was thrown gets past the
+ *  barrier's inner layer; not again where the operation had done so, but for a host that threw at that. */
 class Barrier::ReleaseDevice {
 public:
     ReleaseDevice(ZEBDiscovererImpl& self, ZEBDiscovererDeviceProvider* pProvider,
                   const ZEBDeviceInfo* pDevice) :
-        mSelf(self), mpProvider(pProvider), mpDevice(pDevice) {}
+        mSelf(self),
+        mpProvider(pProvider),
+        mpDevice(pDevice),
+        mOwed(self.mOwed, Completion::Release, pDevice, nullptr) {}
+    ~ReleaseDevice() {
+        try {
+            if (mHasFailed)
+                release();
+        } catch (...) { // NOLINT(bugprone-empty-catch): the first failure is the one that is told
+        }
+    }
+    ReleaseDevice(const ReleaseDevice&) = delete;
+    ReleaseDevice& operator=(const ReleaseDevice&) = delete;
 
-    void caught(const Failure&) { mSelf.releaseDevice(mpProvider, mpDevice); }
+    void failed() { mHasFailed = true; }
+    void caught(const Failure&) { release(); }
+    /** Does nothing a second time, even if the first one threw. */
+    void release() {
+        if (mOwed.isOwed() && !std::exchange(mHasReleased, true))
+            mSelf.releaseDevice(mpProvider, mpDevice);
+    }
 
 private:
     ZEBDiscovererImpl& mSelf;
     ZEBDiscovererDeviceProvider* mpProvider;
     const ZEBDeviceInfo* mpDevice;
+    OwedCompletion mOwed;
+    bool mHasFailed = false;
+    bool mHasReleased = false;
 };
 
 /** Tells the host that the discoverer has stopped, but after a DiscoveryException it only logs: the

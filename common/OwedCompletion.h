@@ -4,8 +4,8 @@ namespace zebdiscovery {
 
 class OwedCompletion;
 
-/** The operations whose outcome the host receives through a completion of their own. */
-enum class Completion { Fetch, Post, Publish, Unpublish };
+/** What the host receives of an operation by a callback: the completions, and an offered device's release. */
+enum class Completion { Fetch, Post, Publish, Unpublish, Release };
 
 /** The completions that the running entry points owe the host, innermost first. [host-thread] */
 class OwedCompletions {
@@ -21,7 +21,7 @@ private:
 
 /**
  * One completion that an entry point owes the host while it runs, named by its
- * operation and the key and request (or entity) that came with it. The barrier
+ * operation and the key and request (or entity, or device) that came with it. The barrier
  * sends it when the operation failed before anybody settled it: so each is sent
  * exactly once, and the strings that travel with it are neither lost nor handed
  * over twice. The operation is part of the name because an entity that is being

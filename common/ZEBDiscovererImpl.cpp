@@ -260,6 +260,8 @@ void ZEBDiscovererImpl::releaseDevice(ZEBDiscovererDeviceProvider* pDeviceProvid
                                       const ZEBDeviceInfo* pDevice) {
     ZEB_ASSERT(pDeviceProvider);
     callIfPresent(mCallbacks.releaseDevice, mpContext, pDeviceProvider, pDevice);
+    // Not when it threw: who knows how far the host has come?
+    mOwed.settle(Completion::Release, pDevice, nullptr);
 }
 
 void ZEBDiscovererImpl::settle(const void* key, const ZEBDiscoverySDKRequest* request) {

@@ -59,7 +59,8 @@ inline std::vector<LogLine> expectedLog(const Slot& slot, const Thrown& thrown) 
 
 inline std::vector<Call> expectedCalls(const Slot& slot, const Thrown& thrown, ZEBDiscoverer* discoverer) {
     const int code = codeFor(slot, thrown);
-    if (!isCaughtInside(slot, thrown))
+    // An offered device goes back whatever was thrown.
+    if (!isCaughtInside(slot, thrown) && slot.outcome != Outcome::Release)
         return {};
     switch (slot.outcome) {
     case Outcome::Fetch:

@@ -100,6 +100,36 @@ TEST(TheBarriersOutcome, ReleasesADeviceAgainWhoseReleaseThrew) {
     }
 }
 
+TEST(TheBarriersOutcome, IsNoSecondReleaseWhenItsOwnThrowsAfterAnInt) {
+    Bench bench;
+    bench.discoverer.behaviour = kInt.raise;
+    bench.host.on["releaseDevice"] = [] { throw 43; };
+
+    StandardErrorCapture standardError;
+    slotNamed("offerDevice").call(bench.host);
+
+    EXPECT_EQ(standardError.text(), lastResort(slotNamed("offerDevice"), nullptr));
+    EXPECT_EQ(bench.host.callsOf("releaseDevice").size(), 1U);
+}
+
+TEST(TheBarriersOutcome, DoesNotGiveADeviceBackThatTheOperationGaveBackBeforeItThrew) {
+    for (const char* slot : {"offerDevice", "offerDeviceForProtocol"}) {
+        for (const Thrown& thrown : {kRuntimeError, kInt}) {
+            SCOPED_TRACE(std::string(slot) + " " + thrown.name);
+            Bench bench;
+            bench.discoverer.behaviour = [&] {
+                bench.discoverer.releaseDevice(kProvider, kDevice);
+                thrown.raise();
+            };
+
+            StandardErrorCapture standardError;
+            slotNamed(slot).call(bench.host);
+
+            EXPECT_EQ(bench.host.callsOf("releaseDevice").size(), 1U);
+        }
+    }
+}
+
 TEST(TheBarriersOutcome, BelongsToTheInnermostOfNestedFetches) {
     Bench bench;
     bench.host.on["fetchComplete"] = [&] {

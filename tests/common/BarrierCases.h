@@ -105,7 +105,7 @@ inline std::vector<Call> expectedFrees(const Slot& slot) {
 inline std::vector<Call> expectedRecord(const Slot& slot, const Thrown& thrown, ZEBDiscoverer* discoverer) {
     std::vector<Call> record{{slot.operation.name, {}}};
     if (!isCaughtInside(slot, thrown))
-        return record + expectedFrees(slot);
+        return record + expectedCalls(slot, thrown, discoverer) + expectedFrees(slot);
     if (thrown.code == 77)
         record.push_back({"errorText", {77}});
     for (const LogLine& line : expectedLog(slot, thrown))

@@ -3,6 +3,8 @@
 #include "tests/support/Assertions.h"
 #include "tests/usb/ScriptedEntity.h"
 
+#include <algorithm>
+
 namespace zebtest {
 
 /** The discoverer and devices to offer to it. */
@@ -18,8 +20,34 @@ protected:
         host.entry.offerDevice(host.discoverer, host.provider, device);
         return host.entities().empty() ? nullptr : host.entities().back();
     }
-    Call cancelled(ZEBDiscovererEntity* entity) { return {"setEntityTimer", {entity, -1}}; }
+    /** What the host has seen since the last look, in order; how the entities got there is their tests'
+     * matter.
+     */
+    std::vector<Call> told() { return host.takeRecord({Kind::LevelQuery, Kind::Below}); }
+    std::vector<ZEBDiscovererEntity*> inOrder() const {
+        std::vector<ZEBDiscovererEntity*> all = host.entities();
+        std::sort(all.begin(), all.end(), std::less<>());
+        return all;
+    }
+    /** The host destroys an entity, once, from inside a callback about that or another one. */
+    void destroyInside(const char* callback, std::vector<ZEBDiscovererEntity*> entities) {
+        host.on[callback] = [this, callback, entities] {
+            host.on[callback] = nullptr;
+            for (ZEBDiscovererEntity* entity : entities)
+                host.destroyEntity(entity);
+        };
+    }
+
+    Call added(ZEBDiscovererEntity* entity) { return {"addEntity", {host.discoverer, entity}}; }
+    Call armed(ZEBDiscovererEntity* entity, int timeout) { return {"setEntityTimer", {entity, timeout}}; }
+    Call cancelled(ZEBDiscovererEntity* entity) { return armed(entity, -1); }
+    Call lost(ZEBDiscovererEntity* entity) { return {"entityLost", {entity}}; }
     Call released(const DeviceRecord& device) { return {"releaseDevice", {host.provider, device.get()}}; }
+
+    const Call kFoundTethering = logged(30, "Found an Android device in tethering mode");
+    const Call kFoundCandidate = logged(30, "Potentially found an Android device that supports AAP");
+    const Call kSwitched = logged(30, "Device already in AAP mode, assuming it's the correct AAP settings.");
+    const Call kWaiting = logged(80, "Can't open the port, waiting for interval");
 
     DeviceRecord phone{1, usbProperties("04e8", "6863"), tetheringDescriptors()};
     DeviceRecord second{2, usbProperties("04e8", "6863"), tetheringDescriptors()};

@@ -18,7 +18,7 @@ class Thread {
 public:
     /** The handler gets the thread's failures and must outlive it. The system shows 15 characters of name. */
     Thread(LogHandler* handler, const std::string& name);
-    /** Joins; what goes wrong with that is only logged. */
+    /** Joins; a std::exception out of that is only logged, anything else ends the process. */
     virtual ~Thread();
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;

@@ -85,6 +85,22 @@ TEST(TheLastResortLog, StopsSilentlyWithTheFirstWriteThatWritesNothing) {
     }
 }
 
+TEST(TheLastResortLog, WritesNothingWhenTheLineCannotBeFormatted) {
+    std::vector<std::string> made;
+
+    const std::string line = standardErrorOf([&] {
+        made = callsOf([] { mxcommon::logToStandardError("Category", "text"); }, kSnprintf, EOVERFLOW);
+    });
+
+    EXPECT_EQ(line, "");
+    EXPECT_EQ(made, std::vector<std::string>());
+}
+
+TEST(TheLastResortLog, WritesToStandardErrorAlone) {
+    EXPECT_EQ(callsOf([] { mxcommon::logToStandardError("Category", "text"); }, kWrite, EIO),
+              std::vector<std::string>{"write standard error"});
+}
+
 TEST(TheLastResortLog, ReturnsWhenStandardErrorIsClosed) {
     const int saved = ::dup(STDERR_FILENO);
     ::close(STDERR_FILENO);

@@ -1,7 +1,7 @@
 #include "tests/mxcommon/SystemFaults.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <charconv>
 #include <iterator>
 #include <string_view>
 #include <unistd.h>
@@ -19,12 +19,19 @@ void note(const char* call, const char* object, int number) {
     if (state().noteCount == static_cast<int>(std::size(state().notes))) {
         return;
     }
-    char digits[12] = "";
-    if (number != 0) {
-        std::snprintf(digits, sizeof digits, "%d", number);
-    }
     auto& next = state().notes[state().noteCount++].text;
-    std::snprintf(next, sizeof next, "%s%s%s%s", call, *object ? " " : "", object, digits);
+    // Not by snprintf, which may be what fails.
+    std::size_t length = 0;
+    const auto append = [&](std::string_view text) {
+        length += text.copy(next + length, sizeof next - 1 - length);
+    };
+    append(call);
+    append(*object ? " " : "");
+    append(object);
+    if (number != 0) {
+        char digits[12];
+        append({digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr});
+    }
 }
 
 namespace {

@@ -43,6 +43,7 @@ enum Call {
     kFcntlGet,
     kFcntlSet,
     kClose,
+    kSnprintf,
     kVsnprintf,
     kRead,
     kWrite,

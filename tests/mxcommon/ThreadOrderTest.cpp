@@ -111,6 +111,28 @@ TEST(TheCallsOfAThread, LogAFailingJoinUnderItsStatesLock) {
                             "pthread_join", "vsnprintf", "log 10", "pthread_mutex_unlock m1"));
 }
 
+/** Leaves the joining to its base, so that must not be before run() has been entered. */
+class BareThread : public Thread {
+public:
+    explicit BareThread(LogHandler* handler) : Thread(handler, "Bare") {}
+
+    std::latch running{1};
+
+private:
+    void run() override { running.count_down(); }
+};
+
+TEST(TheCallsOfAThread, JoinItOnceAndLogWhatFailsBeforeTheMutexesAreDestroyed) {
+    auto pThread = std::make_unique<BareThread>(&gNoted);
+    pThread->start();
+    pThread->running.wait();
+
+    EXPECT_THAT(callsOf([&] { pThread.reset(); }, kPthreadJoin, EINVAL),
+                ElementsAre("pthread_mutex_lock m1", "pthread_mutex_lock m2", "pthread_mutex_unlock m2",
+                            "pthread_join", "vsnprintf", "log 10", "pthread_mutex_unlock m1", "vsnprintf",
+                            "log 10", "pthread_mutex_destroy m2", "pthread_mutex_destroy m1"));
+}
+
 TEST(TheCallsOfAThread, CompareItsIdUnderTheIdsLock) {
     NotingThread thread(&gNoted);
 

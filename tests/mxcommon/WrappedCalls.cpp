@@ -30,9 +30,17 @@ WRAPPED(int, pthread_create, pthread_t* id, const pthread_attr_t* attributes, vo
     FAIL_OR(kPthreadCreate, self, __real_pthread_create(id, attributes, body, self))
 }
 
+pthread_t __real_pthread_self(void);
+
 WRAPPED(int, pthread_join, pthread_t id, void** result) {
     note("pthread_join");
     const int wanted = entered(kPthreadJoin);
+#ifdef __SANITIZE_THREAD__
+    // The sanitizer loses sight of a thread that could not be joined; this is the system's answer.
+    if (pthread_equal(id, __real_pthread_self())) {
+        return EDEADLK;
+    }
+#endif
     // Joins all the same: no thread is left behind.
     const int error = __real_pthread_join(id, result);
     return wanted != 0 ? wanted : error;
@@ -206,6 +214,27 @@ WRAPPED(int, close, int fd) {
     // Closes all the same: no descriptor is left behind.
     const int result = __real_close(fd);
     return failed(kClose) ? -1 : result;
+}
+
+int __real_vsnprintf(char* buffer, size_t size, const char* format, std::va_list arguments);
+
+int __wrap_snprintf(char* buffer, size_t size, const char* format, ...);
+int __wrap_snprintf(char* buffer, size_t size, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int result = failed(kSnprintf) ? -1 : __real_vsnprintf(buffer, size, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+// What a fortified build calls instead.
+int __wrap___snprintf_chk(char* buffer, size_t size, int flag, size_t room, const char* format, ...);
+int __wrap___snprintf_chk(char* buffer, size_t size, int, size_t, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int result = failed(kSnprintf) ? -1 : __real_vsnprintf(buffer, size, format, arguments);
+    va_end(arguments);
+    return result;
 }
 
 WRAPPED(int, vsnprintf, char* buffer, size_t size, const char* format, std::va_list arguments) {

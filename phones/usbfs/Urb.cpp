@@ -41,6 +41,10 @@ std::vector<std::uint8_t> Urb::outgoingData() const {
     return {data, data + setup().length};
 }
 
+bool Urb::isDue() const {
+    return mResponse.delay.count() > 0 && std::chrono::steady_clock::now() - mSubmitted >= mResponse.delay;
+}
+
 void Urb::finish(int status, bool dataMoved) {
     fields().status = status;
     // Data bytes only: usbfs does not count the setup packet.

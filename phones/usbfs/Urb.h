@@ -6,6 +6,7 @@
 #include "phones/PhoneModel.h"
 #include "phones/usbfs/GObjectPtr.h"
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <umockdev.h>
@@ -28,6 +29,8 @@ public:
     // How the phone reacts; played when the request ends.
     void setResponse(Response response) { mResponse = std::move(response); }
     const Response& response() const { return mResponse; }
+    // The phone takes its time for the answer, and that time is over.
+    bool isDue() const;
 
     // Ends with a status (0 or a negative errno), having moved the response's data or nothing.
     void finish(int status, bool dataMoved);
@@ -42,6 +45,7 @@ private:
     GObjectPtr<UMockdevIoctlData> mUrb;
     GObjectPtr<UMockdevIoctlData> mBuffer;
     Response mResponse;
+    std::chrono::steady_clock::time_point mSubmitted = std::chrono::steady_clock::now();
 };
 
 } // namespace zebphones

@@ -241,6 +241,11 @@ Result UsbfsDevice::discard(UMockdevIoctlData* argument) {
         end(std::move(urb), 0, true);
         return failed(EINVAL);
     }
+    // On a busy machine the timer of the answer may be late; the phone is not.
+    if (urb.isDue() && !waitsForTheHost(reaction)) {
+        endAsWanted(std::move(urb));
+        return failed(EINVAL);
+    }
     end(std::move(urb), -ENOENT, reaction == Reaction::SilentAfterData);
     return kDone;
 }

@@ -174,6 +174,20 @@ TEST(APhoneOnTheBed, TakesItsTimeWhenItIsSlow) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, description.delay);
 }
 
+TEST(APhoneOnTheBed, AnswersInItsTimeHoweverLateTheBedIs) {
+    Testbed bed;
+    PhoneDescription description = loadPhone("accessory");
+    description.delay = std::chrono::milliseconds(10);
+    const auto phone = bed.plug(description);
+    phone->hold(true); // the bed does not get to it
+    Client client(*phone);
+
+    client.submit(60);
+    client.finish();
+
+    EXPECT_EQ(client.status(), LIBUSB_TRANSFER_COMPLETED);
+}
+
 TEST(APhoneOnTheBed, ComesBackOnItsPortUnderANewNumberAndId) {
     Testbed bed;
     const int before = bed.plug(loadPhone("accessory"))->address();

@@ -1,6 +1,7 @@
 #include "phones/usbfs/NodeHandler.h"
 
 #include <cerrno>
+#include <future>
 #include <stdexcept>
 #include <utility>
 
@@ -23,14 +24,37 @@ void NodeHandler::setDevice(std::shared_ptr<UsbfsDevice> device) {
     mDevice.swap(device);
 }
 
-std::shared_ptr<UsbfsDevice> NodeHandler::device() {
+std::shared_ptr<UsbfsDevice> NodeHandler::deviceOfCall() {
     const std::lock_guard lock(mMutex);
+    mpLoop = g_main_context_get_thread_default();
     return mDevice;
+}
+
+GMainContext* NodeHandler::loop() {
+    const std::lock_guard lock(mMutex);
+    return mpLoop;
+}
+
+bool NodeHandler::rest() {
+    GMainContext* const bedsLoop = loop();
+    if (!bedsLoop)
+        return false;
+    std::promise<void> idle;
+    GSource* source = g_idle_source_new(); // comes after everything else that is ready
+    const auto tell = [](gpointer promise) -> gboolean {
+        static_cast<std::promise<void>*>(promise)->set_value();
+        return G_SOURCE_REMOVE;
+    };
+    g_source_set_callback(source, tell, &idle, nullptr);
+    g_source_attach(source, bedsLoop);
+    g_source_unref(source);
+    idle.get_future().wait();
+    return true;
 }
 
 gboolean NodeHandler::onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer self) {
     UsbfsDevice::Result result{-1, ENODEV};
-    if (const auto device = static_cast<NodeHandler*>(self)->device())
+    if (const auto device = static_cast<NodeHandler*>(self)->deviceOfCall())
         result = device->handleIoctl(umockdev_ioctl_client_get_request(client),
                                      umockdev_ioctl_client_get_arg(client));
     umockdev_ioctl_client_complete(client, result.value, result.error);

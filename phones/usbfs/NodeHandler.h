@@ -24,13 +24,19 @@ public:
 
     // Null: there is none, and who still has the node open is told so.
     void setDevice(std::shared_ptr<UsbfsDevice> device);
+    // Returns when the bed's thread has done all that was to be done when this was called: it closes a
+    // client's connection some time after the client did. False: nobody has called this node yet.
+    bool rest();
 
 private:
     static gboolean onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer self);
-    std::shared_ptr<UsbfsDevice> device();
+    std::shared_ptr<UsbfsDevice> deviceOfCall();
+    GMainContext* loop();
 
     std::mutex mMutex;
     std::shared_ptr<UsbfsDevice> mDevice;
+    // Of the bed's thread, from the first call on.
+    GMainContext* mpLoop = nullptr;
     GObjectPtr<UMockdevIoctlBase> mHandler;
 };
 

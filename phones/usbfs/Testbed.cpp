@@ -42,6 +42,12 @@ Testbed::~Testbed() {
         unplug(mPlugged.begin()->first);
 }
 
+void Testbed::rest() {
+    // They all have the bed's one thread.
+    std::any_of(mHandlers.begin(), mHandlers.end(),
+                [](const auto& handler) { return handler.second->rest(); });
+}
+
 std::string Testbed::root() const {
     gchar* folder = umockdev_testbed_get_root_dir(mBed.get());
     std::string text = folder;

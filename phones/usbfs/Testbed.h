@@ -44,6 +44,8 @@ public:
 
     // Of a plugged device.
     UsbfsDevice& at(UsbPort port) { return *mPlugged.at(port).device; }
+    // Returns when the bed has let go of everything that its clients have let go of.
+    void rest();
     // The folder that stands for "/".
     std::string root() const;
 

@@ -95,6 +95,7 @@ Sample runCycles(Testbed& bed, const PhoneDescription& accessory, int from, int 
     for (int i = 1; i <= count; ++i)
         cycle(bed, accessory, i % 2 == 0);
     const double used = processorUs() - begin;
+    bed.rest();
     return {from + count, heldAtRest(), residentBytes(), used / count};
 }
 
@@ -110,6 +111,7 @@ TEST(ThePlugin, ZEB_CYCLES) {
     const PhoneDescription accessory = loadPhone("accessory");
     Testbed bed;
     warmUp(bed, accessory);
+    bed.rest();
     std::vector<Sample> samples = {{0, heldAtRest(), residentBytes(), 0}};
 
     for (int round = 0; round < kRounds && !HasFatalFailure(); ++round)

@@ -21,6 +21,8 @@ public:
     void plugAll();
     /** Between two lives of a host: the same, but make the bus anew if it is time; says whether it did. */
     bool tidy();
+    /** Wait until the bus has let go of what its clients have let go of. */
+    void rest() { mBed->rest(); }
 
 private:
     std::unique_ptr<zebphones::Testbed> mBed = std::make_unique<zebphones::Testbed>();

@@ -1,5 +1,6 @@
 #include "tests/reliability/Resources.h"
 
+#include "tests/reliability/Bus.h"
 #include "tests/reliability/Faults.h"
 #include "tests/support/OpenDescriptors.h"
 
@@ -12,7 +13,7 @@ namespace zebtest {
 
 namespace {
 
-constexpr int kTurns = 2000;
+constexpr int kTurns = 100'000;
 constexpr int kStillTurns = 20;
 
 } // namespace
@@ -36,6 +37,7 @@ Resources Resources::atRest(const Resources& expected) {
 }
 
 Resources Resources::atRest() {
+    Bus::instance().rest();
     Resources last = now();
     for (int still = 0; still < kStillTurns; ++still) {
         poll(nullptr, 0, 1);

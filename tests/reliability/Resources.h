@@ -12,8 +12,8 @@ struct Resources {
     long blocks;
 
     static Resources now();
-    /** The same, when those who close asynchronously (the emulated bus) have done so: waits, but not for
-     *  ever, until there is as much as expected. */
+    /** The same, when those who close asynchronously (the emulated bus, a thread's end) have done so: waits,
+     *  but not for ever, until there is as much as expected. */
     static Resources atRest(const Resources& expected);
     /** The same with nothing known: waits until the figures stand still. */
     static Resources atRest();

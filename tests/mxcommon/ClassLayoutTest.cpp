@@ -10,6 +10,7 @@
 #include "mxcommon/Mutex.h"
 #include "mxcommon/OStreamLogHandler.h"
 #include "mxcommon/Thread.h"
+#include "tests/mxcommon/OpenedMember.h"
 
 #include <gtest/gtest.h>
 
@@ -28,20 +29,6 @@ using zebdiscovery::LibUsbThread;
 using zebdiscovery::WaitableEvent;
 
 using BoolVariable = MutexVariable<bool>;
-
-/** Opens a private member for a test: what is instantiated explicitly may name it. */
-template <class Tag, auto member>
-struct Opens {
-    friend auto opened(Tag) { return member; }
-};
-
-#define OPEN(Class, member)                                                                                  \
-    struct Class##_##member {                                                                                \
-        friend auto opened(Class##_##member);                                                                \
-    };                                                                                                       \
-    template struct Opens<Class##_##member, &Class::member>
-
-#define OPENED(Class, member) opened(Class##_##member())
 
 /** Where the members of an object lie, in bytes from its beginning. */
 template <class Object, class... Members>

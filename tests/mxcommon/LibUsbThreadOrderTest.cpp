@@ -1,6 +1,7 @@
 // What an event thread and its owner call, in their order, with a libusb that stands still in between.
 #include "common/LibUsbThread.h"
 
+#include "tests/mxcommon/OpenedMember.h"
 #include "tests/mxcommon/ScriptedLibUsb.h"
 #include "tests/mxcommon/SystemFaults.h"
 
@@ -306,6 +307,8 @@ TEST_F(TheCallsOfALibUsbThread, WaitUntilTheCallbackHasReturned) {
     EXPECT_EQ(waits.count, 1);
 }
 
+OPEN(LibUsbThread, mStopping);
+
 TEST_F(TheCallsOfALibUsbThread, CancelOnlyWhatHasNotFinishedUnderTheLockBeforeTheJoin) {
     begin();
     submit(1);
@@ -320,9 +323,13 @@ TEST_F(TheCallsOfALibUsbThread, CancelOnlyWhatHasNotFinishedUnderTheLockBeforeTh
         errors.push_back(pThread->submit(mUsb.transfer(number)));
     };
 
+    bool wasStopping = false;
+    mUsb.onCancel = [&] { wasStopping |= pThread->*OPENED(LibUsbThread, mStopping); };
+
     // The first that is cancelled lets the event thread go.
     const Calls made = callsOf([&] { mpThread.reset(); });
 
+    EXPECT_FALSE(wasStopping);
     ASSERT_GE(made.size(), 8u);
     EXPECT_THAT(Calls(made.begin(), made.begin() + 8),
                 ElementsAre("pthread_mutex_lock m1", "libusb_cancel_transfer t1", "libusb_cancel_transfer t3",

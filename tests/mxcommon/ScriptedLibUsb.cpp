@@ -56,6 +56,7 @@ int ScriptedLibUsb::submit(libusb_transfer* transfer) {
 
 int ScriptedLibUsb::cancel(libusb_transfer* transfer) {
     faults::note("libusb_cancel_transfer", "t", numberOf(transfer));
+    onCancel();
     mCancelled[mCancelledCount] = numberOf(transfer);
     if (mCancelledCount++ == 0) {
         letGo();

@@ -26,6 +26,9 @@ public:
     /** [event-thread] What the owner's callback does. */
     std::function<void(int number)> onCallback = [](int) {};
 
+    /** [owner-thread] Before a cancelled transfer comes back. */
+    std::function<void()> onCancel = [] {};
+
     /** Complete a transfer as the real one does from inside any thread's handling of events. */
     void complete(int number) { mTransfers[number - 1]->callback(mTransfers[number - 1]); }
 

@@ -4,6 +4,7 @@
 #include "mxcommon/AtThreadExitListener.h"
 #include "mxcommon/LogHandler.h"
 #include "mxcommon/Thread.h"
+#include "tests/mxcommon/OpenedMember.h"
 
 #include <gmock/gmock.h>
 
@@ -131,6 +132,40 @@ TEST(TheCallsOfAThread, JoinItOnceAndLogWhatFailsBeforeTheMutexesAreDestroyed) {
                 ElementsAre("pthread_mutex_lock m1", "pthread_mutex_lock m2", "pthread_mutex_unlock m2",
                             "pthread_join", "vsnprintf", "log 10", "pthread_mutex_unlock m1", "vsnprintf",
                             "log 10", "pthread_mutex_destroy m2", "pthread_mutex_destroy m1"));
+}
+
+OPEN(Thread, mStarted);
+OPEN(Thread, mJoined);
+
+TEST(TheCallsOfAThread, FindItNotYetStartedButAlreadyJoined) {
+    /** Looks at the thread from inside the two calls. */
+    class Looking : public Watcher {
+    public:
+        explicit Looking(const Thread& thread) : mThread(thread) {}
+        void about(Call call, const void*) override {
+            if (call == kPthreadCreate) {
+                wasStarted = mThread.*OPENED(Thread, mStarted);
+            } else if (call == kPthreadJoin) {
+                wasJoined = mThread.*OPENED(Thread, mJoined);
+            }
+        }
+        std::optional<bool> wasStarted;
+        std::optional<bool> wasJoined;
+
+    private:
+        const Thread& mThread;
+    };
+    NotingThread thread(&gNoted);
+    Looking looking(thread);
+    {
+        const Recording recording;
+        state().pWatcher = &looking;
+        thread.start();
+        thread.join();
+    }
+
+    EXPECT_EQ(looking.wasStarted, false);
+    EXPECT_EQ(looking.wasJoined, true);
 }
 
 TEST(TheCallsOfAThread, CompareItsIdUnderTheIdsLock) {

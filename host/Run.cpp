@@ -99,10 +99,15 @@ ExitStatus run(const RunOptions& options, std::FILE* out) {
         Plugin plugin(options.plugin.empty() ? defaultPluginPath() : options.plugin);
         drive(options, plugin, loop, host, output, tracing ? &*tracing : nullptr);
     }
+    if (tracing)
+        tracing->check();
     host.conclude();
+    std::string untraced = tracing ? tracing->failure() : "";
+    if (!untraced.empty())
+        std::fprintf(stderr, "zebhost: %s\n", untraced.c_str());
     if (output.violations() > 0)
         return kExitViolation;
-    return host.hasStopped() || output.broken() ? kExitFailed : kExitDone;
+    return host.hasStopped() || output.broken() || !untraced.empty() ? kExitFailed : kExitDone;
 }
 
 } // namespace zebhost

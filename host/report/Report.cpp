@@ -1,15 +1,19 @@
 #include "host/report/Report.h"
 
 #include "host/Plugin.h"
+#include "host/Replacement.h"
 #include "host/report/Drawing.h"
 #include "host/report/Pages.h"
 #include "host/report/Template.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
+#include <unistd.h>
 
 namespace zebhost {
 namespace {
@@ -198,6 +202,13 @@ Json strangerView(const Visit& visit) {
             {"why", whyNot(visit)}};
 }
 
+/** To a pipe, or another thing that can't be replaced. */
+void writeThrough(const std::string& page, const std::string& path) {
+    std::ofstream file(path, std::ios::binary);
+    if (!(file << page).flush())
+        throw HostError("the report " + path + " can't be written: " + std::strerror(errno));
+}
+
 bool isPhone(const Visit& visit) { return visit.line("offer") != nullptr; }
 
 std::vector<const TracedSpan*> callsOf(const ReadTrace& trace) {
@@ -267,10 +278,13 @@ std::string reportPage(const std::string& tracePath) try {
 
 void writeReport(const std::string& tracePath, const std::string& path) {
     std::string page = reportPage(tracePath);
-    std::ofstream file(path, std::ios::binary);
-    file << page;
-    if (!file.flush())
-        throw HostError("the report " + path + " can't be written");
+    if (isNoRegularFile(path))
+        return writeThrough(page, path);
+    Replacement file(path, "report");
+    // The last of it is written now, or is known to be missing.
+    if (!writeWhole(file.descriptor(), page) || fsync(file.descriptor()) != 0)
+        file.fail();
+    close(file.takePlace());
 }
 
 } // namespace zebhost

@@ -74,6 +74,11 @@ std::string Trace::trouble() const {
     return mFile.trouble();
 }
 
+bool Trace::hasFailed() const {
+    std::lock_guard lock(mMutex);
+    return mFile.hasFailed();
+}
+
 void Trace::write(const What& what, const std::string& more, const std::string& args) {
     std::string text = std::string("{\"ph\":\"") + what.phase + "\"";
     if (what.category != nullptr)

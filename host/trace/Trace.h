@@ -41,6 +41,8 @@ public:
 
     /** Why nothing more is traced; empty while all is well. */
     std::string trouble() const;
+    /** The trace lacks something, and not because it is as large as one may be. */
+    bool hasFailed() const;
 
 private:
     struct What {

@@ -1,14 +1,12 @@
 #include "host/trace/TraceFile.h"
 
 #include "host/Plugin.h"
+#include "host/Replacement.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -18,16 +16,6 @@ namespace {
 constexpr std::string_view kOpening = "[";
 constexpr std::string_view kClosing = "\n]\n";
 constexpr size_t kFirstBytes = 16 * TraceFile::kPageBytes;
-
-bool writeWhole(int file, std::string_view text) {
-    while (!text.empty()) {
-        ssize_t written = ::write(file, text.data(), text.size());
-        if (written < 0)
-            return false;
-        text.remove_prefix(static_cast<size_t>(written));
-    }
-    return true;
-}
 
 bool writeSpaces(int file, size_t count) {
     std::array<char, TraceFile::kPageBytes> spaces;
@@ -42,10 +30,6 @@ bool writeSpaces(int file, size_t count) {
 } // namespace
 
 TraceFile::TraceFile(std::string path, size_t mostBytes) : mPath(std::move(path)), mMostBytes(mostBytes) {
-    struct stat there {};
-    bool isOther = stat(mPath.c_str(), &there) == 0 && !S_ISREG(there.st_mode);
-    if (isOther)
-        throw HostError("a trace needs a file that can be rewritten, and " + mPath + " is none");
     if (!replaceByCopy(kOpening, kFirstBytes))
         throw HostError(mTrouble);
 }
@@ -70,9 +54,13 @@ void TraceFile::append(std::string_view object) {
 }
 
 bool TraceFile::write(std::string_view text, size_t at) {
-    if (pwrite(mFile, text.data(), text.size(), static_cast<off_t>(at)) !=
-        static_cast<ssize_t>(text.size())) {
-        giveUp(std::strerror(errno));
+    ssize_t written = pwrite(mFile, text.data(), text.size(), static_cast<off_t>(at));
+    if (written != static_cast<ssize_t>(text.size())) {
+        giveUp(written < 0 ? std::strerror(errno) : "only a part of it was taken");
+        // Nothing half: what was taken of it becomes spare room again.
+        std::string spaces(written < 0 ? 0 : static_cast<size_t>(written), ' ');
+        [[maybe_unused]] ssize_t cleared =
+            pwrite(mFile, spaces.data(), spaces.size(), static_cast<off_t>(at));
         return false;
     }
     mEnd = at + text.size();
@@ -85,30 +73,29 @@ bool TraceFile::grow(size_t wanted) {
     while (size < wanted + kPageBytes)
         size *= 2;
     if (size > mMostBytes) {
-        giveUp("it has reached " + std::to_string(mMostBytes >> 20) + " MiB");
+        mTrouble =
+            "the trace " + mPath + " ends here: it has reached " + std::to_string(mMostBytes >> 20) + " MiB";
         return false;
     }
     mSize = size;
     return true;
 }
 
-bool TraceFile::replaceByCopy(std::string_view appended, size_t size) {
-    std::string copyPath = mPath + ".new";
-    int copy = open(copyPath.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (copy < 0 || !copyTo(copy, appended, size) || rename(copyPath.c_str(), mPath.c_str()) != 0) {
-        giveUp(std::strerror(errno));
-        if (copy >= 0) {
-            unlink(copyPath.c_str());
-            close(copy);
-        }
-        return false;
-    }
+bool TraceFile::replaceByCopy(std::string_view appended, size_t size) try {
+    Replacement copy(mPath, "trace");
+    if (!copyTo(copy.descriptor(), appended, size))
+        copy.fail();
+    int file = copy.takePlace();
     if (mFile >= 0)
         close(mFile);
-    mFile = copy;
+    mFile = file;
     mEnd += appended.size();
     mSize = size;
     return true;
+} catch (const HostError& error) {
+    mTrouble = error.what();
+    mHasFailed = true;
+    return false;
 }
 
 bool TraceFile::copyTo(int file, std::string_view appended, size_t size) {
@@ -125,6 +112,7 @@ bool TraceFile::copyTo(int file, std::string_view appended, size_t size) {
 
 void TraceFile::giveUp(const std::string& what) {
     mTrouble = "the trace " + mPath + " can't be written any more: " + what;
+    mHasFailed = true;
 }
 
 } // namespace zebhost

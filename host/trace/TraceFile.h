@@ -20,7 +20,7 @@ public:
     static constexpr size_t kPageBytes = 4096;
     static constexpr size_t kMostBytes = size_t{64} << 20;
 
-    /** Replaces what was at path. Throws HostError when nothing can be written there. */
+    /** Replaces the file at path, or behind the link there. Throws HostError when nothing can be written. */
     explicit TraceFile(std::string path, size_t mostBytes = kMostBytes);
     /** Leaves the array without spare room. */
     ~TraceFile();
@@ -32,6 +32,8 @@ public:
 
     /** Why nothing more is written; empty while all is well. */
     const std::string& trouble() const { return mTrouble; }
+    /** Something went wrong: it is not just as large as it may be. */
+    bool hasFailed() const { return mHasFailed; }
 
 private:
     bool write(std::string_view text, size_t at);
@@ -48,6 +50,7 @@ private:
     size_t mSize = 0;
     bool mIsEmpty = true;
     std::string mTrouble;
+    bool mHasFailed = false;
 };
 
 } // namespace zebhost

@@ -72,6 +72,6 @@ Track Tracing::trackOf(const Event& event) {
     return owner != 0 ? owner : mBoundary.current();
 }
 
-void Tracing::say(const std::string& text) { mOutput.report(LogEvent{ZEBDiscoveryLogSeverityError, text}); }
+void Tracing::say(const std::string& text) { mOutput.report(AdviceEvent{"trace", {}, text}); }
 
 } // namespace zebhost

@@ -33,6 +33,9 @@ public:
     /** Before each wait: say so, once, when transfers can't be seen or the trace not be written any more. */
     void check();
 
+    /** Why the trace is not whole; empty when it is, or is as large as one may be. */
+    std::string failure() const { return mTrace.hasFailed() ? mTrace.trouble() : ""; }
+
 private:
     void line(uint64_t timeUs, const Event& event);
     Track trackOf(const Event& event);

@@ -1,5 +1,5 @@
 // The program as it is started from a shell.
-#include "tests/host/KeptLines.h"
+#include "tests/host/Command.h"
 
 #include <array>
 #include <csignal>
@@ -11,29 +11,12 @@
 #include <gmock/gmock.h>
 #include <string>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace testing;
 
 namespace zebhost {
 namespace {
-
-struct Result {
-    int status;
-    std::string output;
-};
-
-/** Standard output and error together. */
-Result zebhost(const std::string& arguments) {
-    std::FILE* pipe = popen((ZEBHOST_COMMAND " " + arguments + " 2>&1").c_str(), "r");
-    std::string output;
-    std::array<char, 1024> bytes;
-    while (size_t length = std::fread(bytes.data(), 1, bytes.size(), pipe))
-        output.append(bytes.data(), length);
-    keepLines(output);
-    return {WEXITSTATUS(pclose(pipe)), output};
-}
 
 struct Row {
     const char* arguments;

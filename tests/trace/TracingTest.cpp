@@ -171,7 +171,7 @@ TEST_F(ATracedHost, SaysOnceWhenTransfersCanNotBeSeen) {
     without.check();
     without.check();
 
-    EXPECT_THAT(mLines.of("log", "text"), ElementsAre(HasSubstr("transfers can't be seen")));
+    EXPECT_THAT(mLines.of("advice", "text"), ElementsAre(HasSubstr("transfers can't be seen")));
 }
 
 } // namespace

@@ -41,13 +41,16 @@ std::optional<std::string> failureOf(const std::string& logLine) {
     return row == std::end(kRows) ? std::nullopt : std::optional<std::string>(row->sentence);
 }
 
-GiveUps::GiveUps(Loop& loop, uint64_t patienceUs, Report report) :
+GiveUps::GiveUps(Loop& loop, uint64_t patienceUs, Report report, bool hearsAll) :
     mReport(std::move(report)),
     mPatienceUs(patienceUs),
+    mHearsAll(hearsAll),
     mPatience(loop, [this](const std::string& port) { patienceEnded(port); }) {}
 
 void GiveUps::take(const Event& event) {
     std::visit([this](const auto& e) { on(e); }, event);
+    const auto* line = std::get_if<LogEvent>(&event);
+    mHasJustFailed = line != nullptr && failureOf(line->text).has_value();
 }
 
 void GiveUps::on(const DeviceEvent& event) {
@@ -58,8 +61,7 @@ void GiveUps::on(const DeviceEvent& event) {
     });
     if (candidate == mCandidates.end())
         return;
-    // With several at once it is not known which of them was asked.
-    if (!candidate->second.isAsked && mCandidates.size() == 1)
+    if (mHearsAll && candidate->second.asked == Candidate::Asked::No)
         tell(candidate->second, "it left the bus before it was asked to switch: it was unplugged, or it does "
                                 "not stand the hand-shake");
     mCandidates.erase(candidate);
@@ -76,28 +78,55 @@ void GiveUps::on(const EntityEvent& event) {
         return;
     // That a phone has left to switch can be known to the plug-in before the system tells.
     if (action == "lost") {
+        candidate->second.isFailureCertain |= mHasJustFailed;
         mLost.insert_or_assign(event.address.port, candidate->second);
         mPatience.set(event.address.port, mPatienceUs);
     }
     mCandidates.erase(candidate);
 }
 
-void GiveUps::patienceEnded(const std::string& port) {
-    Candidate candidate = mLost.extract(port).mapped();
-    tell(candidate, candidate.isAsked
-                        ? "it was asked to switch and stayed as it is: unlock it, and plug it in again"
-                        : "the plug-in gave it up without a word: --log debug may say more");
+void GiveUps::on(const LogEvent& event) {
+    if (event.text == kStartLine)
+        asked();
+    else if (std::optional<std::string> failure = failureOf(event.text))
+        failed(*failure);
 }
 
-void GiveUps::on(const LogEvent& event) {
-    if (mCandidates.size() != 1)
-        return;
-    Candidate& candidate = mCandidates.begin()->second;
-    candidate.isAsked = candidate.isAsked || event.text == kStartLine;
-    // Once it is asked it may leave at any moment, which is no failure.
-    std::optional<std::string> failure = failureOf(event.text);
-    if (failure && !candidate.isAsked)
-        tell(candidate, *failure);
+void GiveUps::asked() {
+    using Asked = Candidate::Asked;
+    for (auto& [id, candidate] : mCandidates)
+        candidate.asked = mCandidates.size() == 1 ? Asked::Yes : std::max(candidate.asked, Asked::Perhaps);
+}
+
+void GiveUps::failed(const std::string& sentence) {
+    bool isOnly = mCandidates.size() == 1;
+    for (auto& [id, candidate] : mCandidates) {
+        // Once it is asked it may leave at any moment, which is no failure.
+        if (candidate.asked == Candidate::Asked::Yes)
+            continue;
+        candidate.failure = sentence;
+        candidate.isFailureCertain = isOnly;
+        if (isOnly && candidate.asked == Candidate::Asked::No)
+            tell(candidate, sentence);
+    }
+}
+
+void GiveUps::patienceEnded(const std::string& port) {
+    Candidate candidate = mLost.extract(port).mapped();
+    tell(candidate, whyStayed(candidate));
+}
+
+std::string GiveUps::whyStayed(const Candidate& candidate) const {
+    constexpr char kStayed[] = "it was asked to switch and stayed as it is: unlock it, and plug it in again";
+    constexpr char kOfWhich[] = " (the log does not say of which phone it speaks)";
+    if (candidate.asked == Candidate::Asked::Yes)
+        return kStayed;
+    if (!candidate.failure.empty())
+        return candidate.isFailureCertain ? candidate.failure : "perhaps " + candidate.failure + kOfWhich;
+    if (candidate.asked == Candidate::Asked::Perhaps)
+        return std::string("perhaps ") + kStayed + kOfWhich;
+    return mHearsAll ? "the plug-in gave it up without a word: --log debug may say more"
+                     : "the plug-in gave it up: --log info says why";
 }
 
 void GiveUps::tell(Candidate& candidate, const std::string& sentence) {

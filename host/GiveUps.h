@@ -12,16 +12,16 @@ namespace zebhost {
 
 /**
  * Says in one sentence why a phone was not switched, as far as a host can know: from the plug-in's
- * log, from what became of the entity and from when the device left. The log names no device, so
- * when several phones are being switched at once its lines are not counted to any.
+ * log, from what became of the entity and from when the device left. The log names no device, so when several
+ * phones are being switched at once a line counts for each of them, as something that may be so.
  */
 class GiveUps {
 public:
     using Report = std::function<void(const Event&)>;
 
     /** patienceUs: how long the system may take to tell that a phone has left that the plug-in has lost.
-     */
-    GiveUps(Loop& loop, uint64_t patienceUs, Report report);
+     *  hearsAll: the log has all lines that matter here, those of severity info too. */
+    GiveUps(Loop& loop, uint64_t patienceUs, Report report, bool hearsAll = true);
 
     /** An event of the run. */
     void take(const Event& event);
@@ -30,8 +30,11 @@ private:
     struct Candidate {
         UsbAddress address;
         bool isTold = false;
-        /** It was asked to switch. */
-        bool isAsked = false;
+        /** Was it asked to switch? Perhaps: it, or another one at the same time. */
+        enum class Asked { No, Perhaps, Yes } asked = Asked::No;
+        /** What the log has said, of it or of another one. */
+        std::string failure{};
+        bool isFailureCertain = false;
     };
 
     void on(const DeviceEvent& event);
@@ -40,11 +43,17 @@ private:
     template <class Other>
     void on(const Other&) {}
 
+    void asked();
+    void failed(const std::string& sentence);
     void patienceEnded(const std::string& port);
+    std::string whyStayed(const Candidate& candidate) const;
     void tell(Candidate& candidate, const std::string& sentence);
 
     Report mReport;
     const uint64_t mPatienceUs;
+    const bool mHearsAll;
+    /** The last event was a line that tells of a failure: who is lost next is whom it meant. */
+    bool mHasJustFailed = false;
     /** Entities that the plug-in may switch, by their numbers. */
     std::map<uint32_t, Candidate> mCandidates;
     /** Lost by the plug-in and still plugged, as far as is known; by port. */

@@ -1,5 +1,7 @@
 #include "host/Observers.h"
 
+#include "zebdiscovery/zebdiscovery.h"
+
 namespace zebhost {
 namespace {
 
@@ -8,10 +10,12 @@ constexpr uint64_t kPatienceUs = 2'000'000;
 
 } // namespace
 
-Observers::Observers(Loop& loop, Output& output) :
+Observers::Observers(Loop& loop, Output& output, int32_t logLevel) :
     mOutput(output),
     mStageTimes([&output](const Event& event) { output.report(event); }),
-    mGiveUps(loop, kPatienceUs, [&output](const Event& event) { output.report(event); }),
+    mGiveUps(
+        loop, kPatienceUs, [&output](const Event& event) { output.report(event); },
+        logLevel >= ZEBDiscoveryLogSeverityInfo),
     mTetherAdvice(loop, {[](const std::string& port) { return networksAt(Machine(), port); },
                          [&output](const Event& event) { output.report(event); }}) {
     output.listen([this](uint64_t nowUs, const Event& event) { take(nowUs, event); });

@@ -15,7 +15,8 @@ namespace zebhost {
  */
 class Observers {
 public:
-    Observers(Loop& loop, Output& output);
+    /** logLevel: of the log that they read. */
+    Observers(Loop& loop, Output& output, int32_t logLevel);
     ~Observers();
     Observers(const Observers&) = delete;
     Observers& operator=(const Observers&) = delete;

@@ -206,6 +206,28 @@ TEST(ARun, SaysWhyAPhoneWasNotSwitched) {
         EXPECT_THAT(whyNotSwitched(phone), HasSubstr(sentence)) << phone;
 }
 
+TEST(ARun, SaysOfPhonesThatArePluggedTogetherNothingThatItsLogRefutes) {
+    zebphones::Testbed bed;
+    const auto switched = {bed.plug(zebphones::loadPhone("accessory"), 1),
+                           bed.plug(zebphones::loadPhone("accessory"), 2)};
+    bed.plug(zebphones::loadPhone("no-accessory"), 3);
+    LiveRun run(withPlugin());
+    for (const auto& phone : switched) {
+        while (!phone->switchRequested())
+            usleep(1000);
+    }
+
+    bed.reappearInAccessoryMode(1);
+    bed.reappearInAccessoryMode(2);
+    run.waitFor({{"event", "entity"}, {"action", "published"}, {"port", "1-2"}});
+    if (run.of("advice", "topic").empty())
+        run.waitFor({{"event", "advice"}, {"topic", "not-switched"}, {"port", "1-3"}});
+
+    EXPECT_EQ(run.end(), kExitDone);
+    EXPECT_THAT(run.of("advice", "port"), ElementsAre("1-3"));
+    EXPECT_THAT(run.of("advice", "text"), ElementsAre(HasSubstr("refused the first question (request 51)")));
+}
+
 TEST(ARun, WarnsThatNewerPhonesRefuseEmptyStrings) {
     RunOptions options = withPlugin();
     options.properties = {{"aapserial", ""}};

@@ -145,6 +145,10 @@ std::string whyNot(const Visit& visit) {
     const TracedLine* verdict = visit.line("verdict");
     if (verdict != nullptr && !verdict->members.value("offered", false))
         return "Never offered to the plug-in: " + verdict->text("reason") + ".";
+    for (const TracedLine& line : visit.lines) {
+        if (line.is("advice") && line.text("topic") == "switch-limit")
+            return "Left alone: " + line.text("text") + ".";
+    }
     const TracedLine* interest = visit.line("interest");
     if (interest != nullptr && interest->members.value("level", 100) >= 100)
         return "The plug-in has no interest in it.";
@@ -152,6 +156,8 @@ std::string whyNot(const Visit& visit) {
     if (!transfers.empty() && transfers.back().result.value("status", "") != "completed")
         return "The hand-shake ended with “" + transfers.back().name +
                "”: " + transfers.back().result.value("status", "no answer yet") + ".";
+    if (visit.hasLeftAsAsked())
+        return "It left when it was asked to switch, and did not come back as an accessory.";
     return visit.isPlugged ? "Nothing had come of it when the trace ended."
                            : "It was unplugged before anything came of it.";
 }

@@ -29,17 +29,17 @@ constexpr StageText kStages[] = {
 
 constexpr char kLinkNote[] = "until the network that the phone shares has an address on this machine";
 
-/** The log line of the plug-in that has this text. */
-const TracedLine* logLine(const Visit& visit, std::string_view text) {
-    auto found = std::find_if(visit.lines.begin(), visit.lines.end(), [text](const TracedLine& line) {
-        return line.is("log") && line.text("text") == text;
+/** The first log line of the plug-in, at or after a time, that has this text. */
+const TracedLine* logLine(const Visit& visit, std::string_view text, double from = 0) {
+    auto found = std::find_if(visit.lines.begin(), visit.lines.end(), [=](const TracedLine& line) {
+        return line.at >= from && line.is("log") && line.text("text") == text;
     });
     return found == visit.lines.end() ? nullptr : &*found;
 }
 
-const TracedSpan* transfer(const Visit& visit, std::string_view name) {
-    auto found = std::find_if(visit.spans.begin(), visit.spans.end(), [name](const TracedSpan& span) {
-        return span.category == "transfer" && span.name.starts_with(name);
+const TracedSpan* transfer(const Visit& visit, std::string_view name, double from = 0) {
+    auto found = std::find_if(visit.spans.begin(), visit.spans.end(), [=](const TracedSpan& span) {
+        return span.begin >= from && span.category == "transfer" && span.name.starts_with(name);
     });
     return found == visit.spans.end() ? nullptr : &*found;
 }
@@ -53,11 +53,25 @@ std::optional<double> stringsSent(const Visit& visit) {
     return line != nullptr ? std::optional(line->at) : std::nullopt;
 }
 
-std::optional<double> switchAsked(const Visit& visit) {
-    if (const TracedSpan* request = transfer(visit, "switch"))
+/** When it was first asked to switch, at or after a time. */
+std::optional<double> switchAsked(const Visit& visit, double from = 0) {
+    if (const TracedSpan* request = transfer(visit, "switch", from))
         return request->begin;
-    const TracedLine* line = logLine(visit, kAskedLine);
+    const TracedLine* line = logLine(visit, kAskedLine, from);
     return line != nullptr ? std::optional(line->at) : std::nullopt;
+}
+
+bool isAccessoryDevice(const TracedLine& line) {
+    std::string product = line.text("product");
+    return line.text("vendor") == "18d1" && product >= "2d00" && product <= "2d05";
+}
+
+/** Is the phone back that was asked to switch? Once for each time that it was asked. */
+bool isReturn(const Visit& visit, const TracedLine& plugged) {
+    auto last = std::find_if(visit.lines.rbegin(), visit.lines.rend(),
+                             [](const TracedLine& line) { return line.is("device", "add"); });
+    return last != visit.lines.rend() && switchAsked(visit, last->at) && isAccessoryDevice(plugged) &&
+           plugged.at - visit.end <= kReturnUs;
 }
 
 std::optional<double> timeOf(const TracedLine* line) {
@@ -142,6 +156,11 @@ bool Visit::isAccessory() const {
     return description == "105" || description == "106";
 }
 
+bool Visit::hasLeftAsAsked() const {
+    std::optional<double> asked = switchAsked(*this);
+    return asked && line("device", "remove", *asked) != nullptr;
+}
+
 std::vector<Visit> visitsOf(const TracedTrack& track) {
     std::vector<Visit> visits;
     auto span = track.spans.begin();
@@ -159,9 +178,7 @@ std::vector<Visit> visitsOf(const TracedTrack& track) {
     for (const TracedLine& line : track.lines) {
         takeSpans(line.at);
         bool isAdd = line.is("device", "add");
-        bool isReturn = isAdd && !visits.empty() && switchAsked(visits.back()) &&
-                        line.at - visits.back().end <= kReturnUs;
-        if (isAdd && !isReturn)
+        if (isAdd && (visits.empty() || !isReturn(visits.back(), line)))
             visits.push_back({track.name, line.at, line.at, true, {}, {}});
         if (!visits.empty())
             takeLine(visits.back(), line);

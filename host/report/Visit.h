@@ -4,8 +4,8 @@
 
 namespace zebhost {
 
-/** A phone at its port, from the plug until it is gone for good: when it leaves to come back in another
- *  mode, it is the same visit. */
+/** A phone at its port, from the plug until it is gone for good: when it is asked to switch and comes back as
+ * an accessory, it is the same visit. */
 struct Visit {
     /** Something that happened once, by its name in the report. */
     struct Milestone {
@@ -40,6 +40,8 @@ struct Visit {
     std::vector<Stage> stages() const;
     /** Is it, or was it to become, an accessory? Otherwise it shares its network, or is nothing of ours. */
     bool isAccessory() const;
+    /** It was asked to switch, and left. */
+    bool hasLeftAsAsked() const;
 };
 
 /** The visits to the port of a track. */

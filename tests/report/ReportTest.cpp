@@ -153,6 +153,44 @@ TEST_F(AReport, TakesAPhoneThatComesLaterForAnother) {
     EXPECT_THAT(page(), AllOf(HasSubstr("id=\"phone-2\""), HasSubstr("2 phones")));
 }
 
+TEST_F(AReport, TakesAPhoneThatIsPluggedSoonAfterASwitchForAnother) {
+    switchPhone();
+    device(3000, "remove", "2d00");
+    device(4000, "add", "4ee2");
+    offered(4001, "105");
+    transfer(4002, 4003, "protocol version?", "completed");
+
+    EXPECT_THAT(page(), AllOf(HasSubstr("2 phones"), HasSubstr("id=\"phone-2\""),
+                              HasSubstr("data-total-us=\"2601000\""),
+                              HasSubstr("Nothing had come of it when the trace ended.")));
+}
+
+TEST_F(AReport, CountsOneReturnForEachSwitch) {
+    switchPhone();
+    device(3000, "remove", "2d00");
+    device(3500, "add", "2d00");
+    offered(3501, "106");
+
+    EXPECT_THAT(page(), HasSubstr("2 phones"));
+}
+
+TEST_F(AReport, ShowsEachTimeThatAPhoneCameBackAsItWas) {
+    for (int time = 0; time < 3; ++time) {
+        double from = time * 2000;
+        device(from, "add", "4ee2");
+        offered(from + 1, "105");
+        transfer(from + 1010, from + 1011, "switch to accessory", "completed");
+        device(from + 1100, "remove", "4ee2");
+    }
+    device(6000, "add", "4ee2");
+    line(6001, {{"event", "verdict"}, {"offered", true}, {"reason", "a phone"}});
+    line(6001, {{"event", "advice"}, {"topic", "switch-limit"}, {"text", "it comes back in its own mode"}});
+
+    EXPECT_THAT(page(), AllOf(HasSubstr("3 phones"),
+                              HasSubstr("It left when it was asked to switch, and did not come back as an"),
+                              HasSubstr("Left alone: it comes back in its own mode.")));
+}
+
 TEST_F(AReport, ShowsMarkupAsText) {
     line(0, {{"event", "device"}, {"action", "add"}, {"name", "<script>alert(1)</script>"}});
     offered(1, "105");

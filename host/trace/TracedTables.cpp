@@ -160,7 +160,7 @@ constexpr auto tracedSlot(R (*Table::*)(Args...)) {
 }
 
 template <class Table>
-using Row = void (*)(Table&);
+using TracedSlot = void (*)(Table&);
 
 /** Puts the traced function into a slot that is there. Before gets the slot's arguments; After gets them
  *  too, or the result of a slot that has one. */
@@ -172,7 +172,7 @@ void row(Table& table) {
 
 // The boundary. What this host neither calls nor offers is not here.
 
-constexpr Row<Calls> kCalls[] = {
+constexpr TracedSlot<Calls> kCalls[] = {
     row<&Calls::setContext, "setContext - -">,
     row<&Calls::getEventHandle, "getEventHandle -">,
     row<&Calls::handleEvent, "handleEvent -">,
@@ -197,7 +197,7 @@ constexpr Row<Calls> kCalls[] = {
     row<&Calls::getMultipleEventHandlesEx, "getMultipleEventHandlesEx - -", nullptr, &Effects::listed>,
 };
 
-constexpr Row<Callbacks> kCallbacks[] = {
+constexpr TracedSlot<Callbacks> kCallbacks[] = {
     row<&Callbacks::discovererStarted, "discovererStarted - - error">,
     row<&Callbacks::discovererStopped, "discovererStopped - - error">,
     row<&Callbacks::setTimer, "setTimer - - us", &Effects::discovererTimer>,
@@ -227,7 +227,7 @@ constexpr Row<Callbacks> kCallbacks[] = {
 template <class Table>
 void trace(Table& table, const auto& rows) {
     gReal<Table> = table;
-    for (Row<Table> put : rows)
+    for (TracedSlot<Table> put : rows)
         put(table);
 }
 

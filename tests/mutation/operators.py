@@ -6,8 +6,8 @@ COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==
 ARITHMETIC = {"+", "-", "*", "/", "%", "<<", ">>", "&", "|"}
 NO_CALL = {"if", "for", "while", "switch", "catch", "sizeof", "decltype", "alignof", "noexcept", "return", "throw",
            "static_assert", "requires"}
-DECLARATION = re.compile(r"^(?:(?:static|const|constexpr|thread_local) )*[\w:]+(?:<[^;=]*>)?(?: const)?[ *&]+(?:const )?"
-                         r"(?P<name>\w+)(?:\[[^;]*\])?(?: =|\(|\{|;)")
+DECLARATION = re.compile(r"^(?:(?:static|const|constexpr|thread_local|unsigned|signed) )*[\w:]+(?:<[^;=]*>)?"
+                         r"(?: const)?[ *&]+(?:const )?(?P<name>\w+)(?:\[[^;]*\])?(?: =|\(|\{|;)")
 NO_DECLARATION = {"return", "throw", "delete", "new", "goto", "case", "else", "using", "typedef"}
 PLAIN_ASSIGNMENT = re.compile(r"^(\w+) = ([\w:']+);$")
 KINDS = {"value": re.compile(r"^(?:-?\d[\w.']*|(?:\w+::)*(?:k[A-Z]\w*|ZEB\w+|[A-Z][A-Z_]+\d*)|sizeof\b.*|true|false)$"),
@@ -22,7 +22,7 @@ def declared(statement):
 
 
 def speaks_to_compiler(statement):
-    return statement.head in ("using", "typedef", "constexpr", "static_assert") or "constexpr" in statement.text[:20]
+    return statement.head in ("using", "typedef", "constexpr", "static_assert", "[") or "constexpr" in statement.text[:20]
 
 
 def mentions(name, text):

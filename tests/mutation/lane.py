@@ -13,6 +13,7 @@ import threading
 import time
 
 from mutants import ROOT
+from schemata import VARIABLE, Schemata
 
 COMPILER = "the compiler"
 LOCK_RULES = "lock-rules-bite.*"  # as ctest knows them: clang reads the sources, there is nothing to build
@@ -86,6 +87,7 @@ class Lane:
     def __init__(self, folder, limits=None):
         self.tree, self.builds = folder / "tree", {"": folder / "build", "asan": folder / "asan"}
         self.limits, self.tests = limits or Limits(), {}
+        self.whole = {}  # of the program with many mutants: does it pass which test while none is on?
 
     def refresh(self):
         """Bring it up to date with this tree, uncommitted changes too; what differs becomes new to the build."""
@@ -153,8 +155,8 @@ class Lane:
         return self.command(["ninja", "-j1", "-C", str(self.builds[way]),
                              "build.ninja" if program == LOCK_RULES else program])
 
-    def run(self, test, only=None):
-        """One program, or the one test of it that is asked first."""
+    def run(self, test, only=None, chosen=0):
+        """One program, or the one test of it that is asked first; with a mutant switched on where many are built."""
         seconds, cpu = self.limits.of(test)
         if test == LOCK_RULES:
             return self.command(["ctest", "--test-dir", str(self.builds[""]), "-R", f"^{test}$", "--no-tests=error",
@@ -164,34 +166,86 @@ class Lane:
         memory = [] if "/" in test else [f"--data={2 << 30}"]
         only = [f"--gtest_filter={only}"] if only else []
         return self.command(["prlimit", f"--cpu={cpu}", "--core=0", *memory, *words, *only], seconds, cwd=folder,
-                            env=os.environ | variables)
+                            env=os.environ | variables | {VARIABLE: str(chosen)})
 
-    def verdict(self, mutant, tests, before=None):
-        """Who finds it, and by what; nobody when it survives. The test that found it last time is asked first."""
-        path = self.tree / mutant.path
-        path.write_text(mutant.broken())
+    def play(self, mutants, asked, note):
+        """A file's mutants: those that fit into one program, then each that needs its own."""
+        path, source = self.tree / mutants[0].path, mutants[0].source
         try:
-            if before and before[0] in tests:
-                found = self.found_by(*before)
-                if found:
-                    return found
-            return next(filter(None, map(self.found_by, tests)), (None, ""))
+            together = self.together(mutants, asked(mutants[0])[0])
+            for mutant in sorted(mutants, key=lambda mutant: mutant.key not in together.numbers):
+                note(mutant, *self.verdict(mutant, *asked(mutant), together))
         finally:
-            path.write_text(mutant.source)
+            path.write_text(source)
 
-    def found_by(self, test, only=None):
+    def together(self, mutants, tests):
+        """All that can be built in one program: the compiler tells by their lines which can't."""
+        path = self.tree / mutants[0].path
+        left = mutants if path.suffix == ".cpp" else []
+        while True:
+            schemata = Schemata(mutants[0].source, left)
+            if not schemata.numbers:
+                return schemata
+            path.write_text(schemata.text())
+            self.whole = {}
+            built = self.build(tests[0])
+            if not built.returncode:
+                return schemata
+            lines = {int(line) for line in re.findall(rf"{path.name}:(\d+):\d+: error", built.stdout)}
+            fitting = [mutant for mutant in left if mutant.key in schemata.numbers and
+                       not any(mutant.number <= line <= mutant.number + mutant.old.count("\n") for line in lines)]
+            left = fitting if len(fitting) < len(schemata.numbers) else []
+
+    def verdict(self, mutant, tests, before=None, together=None):
+        """Who finds it, and by what; nobody when it survives."""
+        path = self.tree / mutant.path
+        if together and mutant.key in together.numbers:
+            write(path, together.text())
+            try:
+                return self.found(tests, before, together.numbers[mutant.key])
+            except NotTogether:
+                together.numbers.clear()
+        write(path, mutant.broken())
+        return self.found(tests, before)
+
+    def found(self, tests, before, chosen=0):
+        """The test that found it last time is asked first."""
+        first = self.found_by(*before, chosen) if before and before[0] in tests else None
+        return first or next(filter(None, (self.found_by(test, None, chosen) for test in tests)), (None, ""))
+
+    def found_by(self, test, only=None, chosen=0):
         """A red test is asked twice: one that lives on time could fail by itself on a busy machine."""
         built = self.build(test)
+        if built.returncode and chosen:
+            raise NotTogether
         if built.returncode:
             return COMPILER, complaint(built.stdout)
         only = only if only and re.fullmatch(r"[\w/]+\.[\w/]+", only) else None
         for _ in range(2):
-            done = self.run(test, only)
+            done = self.run(test, only, chosen)
             if not done.returncode:
                 return None
             if done.hangs:
                 break
+        if chosen and not self.is_whole(test):
+            raise NotTogether
         return test, failed(done.stdout)
+
+    def is_whole(self, test):
+        """With all its mutants switched off the program must be as good as the right one."""
+        if test not in self.whole:
+            self.whole[test] = self.run(test).returncode == 0
+        return self.whole[test]
+
+
+class NotTogether(Exception):
+    """The program with many mutants is none that shows anything."""
+
+
+def write(path, text):
+    """What does not change must not be built again."""
+    if not path.exists() or path.read_text() != text:
+        path.write_text(text)
 
 
 def children_cpu():
@@ -214,8 +268,8 @@ class Lanes:
             lane.prepare(asked)
         self.lanes[0].measure(asked)
 
-    def play(self, portions, play_one):
-        """play_one(lane, mutant) for each mutant; the first trouble ends all."""
+    def play(self, portions, play_portion):
+        """play_portion(lane, portion) for each of them; the first trouble ends all."""
         lock, trouble = threading.Lock(), []
 
         def work(lane):
@@ -225,9 +279,7 @@ class Lanes:
                 if portion is None:
                     return
                 try:
-                    for mutant in portion:
-                        if not trouble:
-                            play_one(lane, mutant)
+                    play_portion(lane, portion)
                 except BaseException as problem:  # pylint: disable=broad-except
                     trouble.append(problem)
 

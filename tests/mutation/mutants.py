@@ -7,7 +7,7 @@ import sys
 from pathlib import Path
 
 from operators import OPERATORS
-from syntax import Source
+from syntax import Source, one_line
 
 ROOT = Path(__file__).resolve().parents[2]
 HARMLESS = ROOT / "tests" / "mutation" / "harmless.txt"
@@ -29,18 +29,16 @@ class Mutant:
         self.start, self.end = place
         self.number = source.count("\n", 0, self.start) + 1
         self.old = source[self.start:self.end]
-        self.told = f"{squeezed(self.old)} -> {squeezed(new)}"
+        self.told = f"{one_line(self.old)} -> {one_line(new)}"
         self.key = ""
 
     def broken(self):
-        return self.source[:self.start] + self.new + self.source[self.end:]
+        """The lines that follow keep their numbers, which assertions tell."""
+        lines = max(0, self.old.count("\n") - self.new.count("\n"))
+        return self.source[:self.start] + self.new + lines * "\n" + self.source[self.end:]
 
     def __str__(self):
         return f"{self.path}:{self.number}: {self.told}"
-
-
-def squeezed(text):
-    return " ".join(text.split())
 
 
 def next_number(text):

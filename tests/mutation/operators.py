@@ -22,7 +22,8 @@ def declared(statement):
 
 
 def speaks_to_compiler(statement):
-    return statement.head in ("using", "typedef", "constexpr", "static_assert", "[") or "constexpr" in statement.text[:20]
+    return (statement.head in ("using", "typedef", "constexpr", "static_assert", "[") or
+            "constexpr" in statement.text[:20])
 
 
 def mentions(name, text):

@@ -42,7 +42,8 @@ class Swap(Operator):
     def test_leaves_alone_what_means_nothing_or_can_not_be_compiled(self):
         self.becomes("swap", {body: [] for body in (
             "int x = g(); f(x);", "a(); return;", "a(); break;", "return a(); b();", "mA = true; mB = false;",
-            "int x = 1; int y = 2;", "A* const x = g(); f(x);", "using B = A; f();", "constexpr int k = 1; f();", "a(); a();", "a();",
+            "int x = 1; int y = 2;", "A* const x = g(); f(x);", "using B = A; f();", "constexpr int k = 1; f();",
+            "a(); a();", "a();",
             "const unsigned char* x = g(); f(x);", "", "switch (x) { case 1: a(); case 2: b(); }",
             "switch (x) { case 1: a(); [[fallthrough]]; default: b(); }")})
 

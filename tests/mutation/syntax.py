@@ -25,6 +25,12 @@ class Token:
         self.kind, self.text, self.start, self.end = match.lastgroup, match[0], match.start(), match.end()
 
 
+def one_line(text):
+    """What is written, without comments."""
+    kept = "".join(" " if match["skip"] else match[0] for match in TOKEN.finditer(text))
+    return " ".join(kept.split())
+
+
 class Statement:
     """From the first token to the last; the blocks that it holds are lists of statements."""
 

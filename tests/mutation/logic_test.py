@@ -101,16 +101,21 @@ class HarmlessList(unittest.TestCase):
         self.assertEqual(subject.stale(known, subject.all_mutants()), [])
 
 
+GOOD, RED = (0, ""), (8, "[  FAILED  ] A.Works")
+
+
 class Playing(unittest.TestCase):
     def lane(self, *outcomes):
         """A lane whose commands, building and testing by turns, end with these statuses and outputs."""
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         lane, left, self.asked = lanes.Lane(Path(folder.name)), list(outcomes), []
+        self.texts, self.times = [], []
         (lane.tree / "usb").mkdir(parents=True)
 
         def outcome(*words):
-            self.assertEqual((lane.tree / "usb" / "A.cpp").read_text(), "int x = 2;")
+            self.texts.append((lane.tree / "usb" / "A.cpp").read_text())
+            self.times.append((lane.tree / "usb" / "A.cpp").stat().st_mtime_ns)
             self.asked.append(words)
             status, output, *hangs = left.pop(0)
             return lanes.Outcome(status, output, bool(hangs))
@@ -119,9 +124,12 @@ class Playing(unittest.TestCase):
         return lane
 
     def verdict(self, lane, before=None):
-        result = lane.verdict(mutant(), ["first-test", "second-test"], before)
+        results = []
+        lane.play([mutant()], lambda _: (["first-test", "second-test"], before),
+                  lambda _, *result: results.append(result))
         self.assertEqual((lane.tree / "usb" / "A.cpp").read_text(), "int x = 1;")
-        return result
+        self.assertEqual(set(self.texts), {"int x = 2;"})
+        return results[0]
 
     def test_tells_who_finds_a_mutant_and_by_what(self):
         red = "[ RUN      ] A.Works\n[  FAILED  ] A.Works (0 ms)"
@@ -154,9 +162,53 @@ class Playing(unittest.TestCase):
 
         self.assertEqual(self.verdict(self.lane((0, ""), red, red), ("second-test", "A.Works")),
                          ("second-test", "A.Works"))
-        self.assertEqual(self.asked, [("second-test",), ("second-test", "A.Works"), ("second-test", "A.Works")])
+        again = ("second-test", "A.Works", 0)
+        self.assertEqual(self.asked, [("second-test",), again, again])
         self.assertEqual(self.verdict(self.lane(*[(0, "")] * 6), ("second-test", "A.Works")), (None, ""))
         self.assertEqual(self.verdict(self.lane(*[(0, "")] * 4), ("the compiler", "too much")), (None, ""))
+
+    SEVERAL = "void f() {\n    a(1);\n    b();\n}"
+
+    def several(self, lane):
+        """Two mutants that fit into one program and one that does not; who finds which."""
+        made, found = subject.mutants_of("usb/A.cpp", self.SEVERAL), {}
+        lane.play([one for one in made if one.operator in ("number", "delete")], lambda _: (["a-test"], None),
+                  lambda one, *result: found.update({one.told: result}))
+        self.assertEqual((lane.tree / "usb" / "A.cpp").read_text(), self.SEVERAL)
+        return [found[key] for key in ("without a(1);", "without b();", "1 -> 2")]
+
+    def test_builds_those_once_that_fit_into_one_program(self):
+        lane = self.lane(GOOD, GOOD, RED, RED, GOOD, GOOD, RED, RED, GOOD, GOOD)
+        found = ("a-test", "A.Works")
+
+        self.assertEqual(self.several(lane), [found, found, (None, "")])
+        built, whole = ("a-test",), ("a-test",)
+        self.assertEqual(self.asked, [built, built, *[("a-test", None, 1)] * 2, whole, built,
+                                      *[("a-test", None, 2)] * 2, built, ("a-test", None, 0)])
+        self.assertEqual(len(set(self.texts)), 2)
+        self.assertIn("zebMutant(2)", self.texts[0])
+        self.assertEqual(len(set(self.times)), 2)
+
+    def test_believes_no_program_that_fails_with_all_mutants_switched_off(self):
+        survivors = [(None, "")] * 3
+
+        self.assertEqual(self.several(self.lane(GOOD, GOOD, RED, RED, RED, *[GOOD] * 6)), survivors)
+        twice = self.lane(*[GOOD, GOOD, RED, RED, GOOD, GOOD, GOOD, GOOD, GOOD],
+                          *[GOOD, GOOD, RED, RED, RED, *[GOOD] * 6])
+        self.assertEqual(self.several(twice)[0], ("a-test", "A.Works"))
+        self.assertEqual(self.several(twice), survivors)
+
+    def test_takes_out_what_the_compiler_refuses_in_one_program(self):
+        refused, built = (1, "A.cpp:2:5: error: not so"), GOOD
+
+        self.assertEqual(self.several(self.lane(refused, built, built, GOOD, built, GOOD, refused)),
+                         [("the compiler", "not so"), (None, ""), (None, "")])
+        self.assertNotIn("zebMutant(2)", self.texts[1])
+
+    def test_builds_each_by_itself_when_another_way_refuses_them_together(self):
+        refused, built = (1, "A.cpp:2:5: error: not so"), GOOD
+
+        self.assertEqual(self.several(self.lane(built, refused, *[built, GOOD] * 3)), [(None, "")] * 3)
 
     def test_begins_with_the_program_that_found_the_last_of_the_file(self):
         found = collections.Counter({("usb/A.cpp", "handshake-test"): 1, ("usb/B.cpp", "random-calls-test"): 2})
@@ -187,9 +239,9 @@ class Playing(unittest.TestCase):
     def test_plays_each_once_whatever_the_number_of_lanes(self):
         for count in (1, 3):
             side_by_side, played = lanes.Lanes(subject.ROOT / "build" / "none", count), []
-            side_by_side.play([[1, 2], [3], [4, 5, 6]], lambda _, number: played.append(number))
+            side_by_side.play([[1, 2], [3], [4, 5, 6]], lambda _, portion: played.append(portion))
 
-            self.assertEqual(sorted(played), [1, 2, 3, 4, 5, 6])
+            self.assertEqual(sorted(played), [[1, 2], [3], [4, 5, 6]])
 
     def test_ends_all_lanes_at_the_first_trouble(self):
         def trouble(*_):
@@ -199,10 +251,10 @@ class Playing(unittest.TestCase):
             lanes.Lanes(subject.ROOT / "build" / "none", 2).play([[1], [2], [3]], trouble)
 
     def test_gives_a_lane_neighbours_of_one_file(self):
-        made = [SimpleNamespace(path=path) for path in ["a"] * 90 + ["b"] * 50]
+        made = [SimpleNamespace(path=path) for path in ["a"] * 250 + ["b"] * 130]
 
         self.assertEqual([(part[0].path, len(part)) for part in player.portions(made)],
-                         [("a", 40), ("a", 40), ("b", 40), ("a", 10), ("b", 10)])
+                         [("a", 120), ("a", 120), ("b", 120), ("a", 10), ("b", 10)])
 
 
 class Sitting(unittest.TestCase):

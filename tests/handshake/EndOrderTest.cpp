@@ -165,6 +165,22 @@ TEST_F(AnEnd, OfADestroyedEntityCancelsTheTimerTwice) {
     EXPECT_EQ(taken(), expected);
 }
 
+TEST_F(AnEnd, IsReachedBeforeTheTimerIsCancelled) {
+    advanceTo(2);
+    usb.nextOutcome = LibUsbSpy::Outcome{LIBUSB_TRANSFER_ERROR, 0};
+    Calls before;
+    rig.host.on["setEntityTimer"] = [&] {
+        rig.host.on.erase("setEntityTimer");
+        before = taken();
+        rig.host.entry.handleEntityTimeout(rig.host.discoverer, rig.entity);
+    };
+
+    stop();
+
+    EXPECT_EQ(before.back(), timer(-1));
+    EXPECT_THAT(rig.below("libusb_open"), SizeIs(1)) << "it may be opened again";
+}
+
 TEST_F(AnEnd, IsFollowedByAWholeOpening) {
     advanceTo(2);
     stop();

@@ -44,6 +44,12 @@ std::string nameOf(libusb_device* device) {
 
 bool isRootHub(libusb_device* device) { return REAL(libusb_get_device_address)(device) == 1; }
 
+ssize_t emptied(libusb_device** list, ssize_t count) {
+    for (ssize_t i = 0; i < count; ++i)
+        REAL(libusb_unref_device)(std::exchange(list[i], nullptr));
+    return 0;
+}
+
 /** As it goes over the wire. */
 std::string setupOf(const libusb_transfer& transfer) {
     char text[2 * LIBUSB_CONTROL_SETUP_SIZE + 1];
@@ -126,6 +132,8 @@ ZEB_SPY ssize_t libusb_get_device_list(libusb_context* context, libusb_device***
     if (const int result = std::exchange(spy().nextDeviceList, 0))
         return result;
     const ssize_t count = REAL(libusb_get_device_list)(context, list);
+    if (std::exchange(spy().nextListIsEmpty, false))
+        return emptied(*list, count);
     const OwnMemory own;
     spy().devices.clear();
     for (ssize_t i = 0; i < count; ++i)

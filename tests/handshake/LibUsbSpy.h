@@ -27,6 +27,8 @@ public:
     int nextOpen = 0;
     int nextEvents = 0;
     bool nextAllocationFails = false;
+    /** The next list of devices is an empty one. */
+    bool nextListIsEmpty = false;
 
     /** The limit of requests with these numbers becomes short, so that a silent phone costs no half second;
      *  others have none. */

@@ -95,6 +95,14 @@ TEST_F(AnOpening, WithoutAListFreesNone) {
     EXPECT_EQ(taken(), givenUp({initialised(), logLevelSet(), allocated(), listed()}));
 }
 
+TEST_F(AnOpening, WithAnEmptyListFreesIt) {
+    usb.nextListIsEmpty = true;
+
+    rig.offer();
+
+    EXPECT_EQ(taken(), givenUp({initialised(), logLevelSet(), allocated(), listed(), listFreed()}));
+}
+
 TEST_F(AnOpening, OfADeviceThatIsNotListedFreesTheListAndAsksForNoNode) {
     rig.record = std::make_unique<zebphones::DeviceRecord>(loadPhone("accessory").normal, 1, 99, 3);
 
@@ -135,95 +143,18 @@ TEST_F(AnOpening, ThatIsRefusedItsRequestSaysSoBeforeItWaits) {
                                    line(10, "Submission of control transfer failed, error -4")}));
 }
 
-/** Two phones of which libusb tells the same bus and number. */
-class TwoMatchingDevices : public AnOpening {
-protected:
-    TwoMatchingDevices() : mOther(rig.bed.plug(loadPhone("accessory"), 2)) {
-        usb.told.address = static_cast<std::uint8_t>(rig.phone->address());
-    }
-
-    std::string first() const {
-        const std::string other = nameOf(mOther->bus(), mOther->address());
-        const auto found = std::find_if(usb.devices.begin(), usb.devices.end(), [&](const std::string& name) {
-            return name == phoneName() || name == other;
-        });
-        return found == usb.devices.end() ? "none" : *found;
-    }
-
-private:
-    std::shared_ptr<UsbfsDevice> mOther;
-};
-
-TEST_F(TwoMatchingDevices, AreThereToOpenTheFirst) {
-    rig.offer();
-
-    EXPECT_EQ(usb.devices.size(), 3U);
-    EXPECT_THAT(rig.below("libusb_open"), ElementsAre(opened(first())));
-    EXPECT_THAT(rig.below("euidaccess"), SizeIs(1));
-}
-
-TEST_F(TwoMatchingDevices, AreBothLeftAloneWhenTheFirstCannotBeOpened) {
-    usb.nextOpen = -3;
+TEST_F(AnOpening, DuringWhichAnotherWasMadeSendsNoRequestOfItsOwn) {
+    usb.on["libusb_get_pollfds"] = [&] {
+        usb.on.clear();
+        rig.host.entry.handleEntityTimeout(rig.host.discoverer, rig.host.entities().back());
+    };
 
     rig.offer();
 
-    EXPECT_THAT(rig.below("libusb_open"), ElementsAre(opened(first())));
-}
-
-TEST_F(TwoMatchingDevices, AreBothLeftAloneWhenTheFirstMayNotBeUsed) {
-    NodeAccess::instance().allow = [](const std::string&) { return false; };
-
-    rig.offer();
-
-    EXPECT_THAT(rig.below("euidaccess"), SizeIs(2)) << "its two nodes";
-    EXPECT_THAT(rig.below("libusb_open"), IsEmpty());
-}
-
-struct Numbers {
-    int bus;
-    int address;
-    const char* devPath;
-    const char* procPath;
-};
-
-const Numbers kNumbers[] = {
-    {9, 10, "/dev/bus/usb/009/010", "/proc/bus/usb/009/010"},
-    {10, 99, "/dev/bus/usb/010/099", "/proc/bus/usb/010/099"},
-    {100, 100, "/dev/bus/usb/100/100", "/proc/bus/usb/100/100"},
-    {123, 207, "/dev/bus/usb/123/207", "/proc/bus/usb/123/207"},
-    {255, 255, "/dev/bus/usb/255/255", "/proc/bus/usb/255/255"},
-};
-
-class ADeviceNumber : public AnOpening, public WithParamInterface<Numbers> {};
-
-TEST_P(ADeviceNumber, IsWrittenWithItsThreeDigitsIntoBothPaths) {
-    const Numbers& numbers = GetParam();
-    rig.record = std::make_unique<zebphones::DeviceRecord>(loadPhone("accessory").normal, numbers.bus,
-                                                           numbers.address, 3);
-    usb.told = {static_cast<std::uint8_t>(numbers.bus), static_cast<std::uint8_t>(numbers.address)};
-    NodeAccess::instance().allow = [&](const std::string& path) { return path == numbers.procPath; };
-
-    rig.offer();
-
-    EXPECT_THAT(rig.below("euidaccess"), ElementsAre(asked(numbers.devPath), asked(numbers.procPath)));
-    EXPECT_THAT(rig.below("libusb_open"), ElementsAre(opened(phoneName())));
-}
-
-INSTANTIATE_TEST_SUITE_P(OfADeviceNode, ADeviceNumber, ValuesIn(kNumbers));
-
-TEST_F(AnOpening, MatchesTheWholeNumbersAndBothOfThem) {
-    const int bus = rig.phone->bus(), address = rig.phone->address();
-    const std::pair<int, int> others[] = {{bus + 256, address}, {bus, address + 256}, {bus + 1, address},
-                                          {bus, address + 1},   {address, bus},       {-bus, -address}};
-    for (const auto& [otherBus, otherAddress] : others) {
-        SCOPED_TRACE(nameOf(otherBus, otherAddress));
-        const zebphones::DeviceRecord record(loadPhone("accessory").normal, otherBus, otherAddress, 3);
-        rig.host.entry.offerDevice(rig.host.discoverer, rig.host.provider, record.get());
-
-        EXPECT_THAT(rig.below("euidaccess"), IsEmpty());
-        EXPECT_THAT(rig.below("libusb_open"), IsEmpty());
-        rig.host.destroyEntity(rig.host.entities().back());
-    }
+    EXPECT_EQ(taken(), triedAgain({initialised(), logLevelSet(), allocated(), listed(), asked(kDevPath),
+                                   opened(phoneName()), listFreed(), notifiersSet(), descriptorsListed(),
+                                   logLevelSet(), notifiersSet(), descriptorsListed(), submitted(kSetups[0]),
+                                   timer(3'000'000)}));
 }
 
 /** Memory runs out in an opening that a start has begun; the entity is kept, and the host tries it again. */

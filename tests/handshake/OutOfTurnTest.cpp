@@ -1,6 +1,8 @@
 // Timers and events that come when nothing is due: what they change, and what they leave alone.
 #include "tests/handshake/Sequence.h"
 
+#include <ostream>
+
 using namespace testing;
 
 namespace zebtest {
@@ -112,6 +114,82 @@ TEST_F(AnEvent, ThatLibusbFailsSpendsATryWhateverItsError) {
 
         EXPECT_EQ(taken(), (Calls{timer(-1), events(), timer(1'000'000)}));
     }
+}
+
+// A host that calls back in from inside a line finds the entity as it is at that moment.
+
+struct Said {
+    const char* text;
+    std::uint16_t version;
+    std::size_t transfer;
+    int status;
+    int length;
+};
+
+void PrintTo(const Said& said, std::ostream* out) { *out << said.text; }
+
+const Said kSaid[] = {
+    {"Device doesn't support AAP protocol", 2, 0, LIBUSB_TRANSFER_STALL, 0},
+    {"Unknown AAP protocol version returned 0", 0, 0, LIBUSB_TRANSFER_COMPLETED, 2},
+    {"USB transfer failed to be transfered completely (3 instead of 15)", 2, 1, LIBUSB_TRANSFER_COMPLETED, 3},
+    {"USB transfer failed with status 1", 2, 1, LIBUSB_TRANSFER_ERROR, 0},
+    {"USB transfer failed with status 4", 2, 1, LIBUSB_TRANSFER_STALL, 0},
+    {"Submission of control transfer failed, error -4", 2, 2, LIBUSB_TRANSFER_COMPLETED, 7},
+};
+
+zebphones::PhoneDescription phoneThatEndsWith(const Said& said) {
+    zebphones::PhoneDescription description = phoneThatReacts(zebphones::Reaction::RefusedNoDevice, 3);
+    description.protocolVersion = said.version;
+    return description;
+}
+
+class ALine : public ASequence {
+protected:
+    using ASequence::ASequence;
+
+    /** Call back in from inside the line of that text. */
+    void inside(const std::string& text, const std::function<void()>& call) {
+        rig.host.on["log"] = [this, text, call] {
+            if (rig.host.logLines().back().text != text)
+                return;
+            rig.host.on.erase("log");
+            rig.host.takeRecord();
+            call();
+            mMeanwhile = taken();
+        };
+    }
+
+    Calls mMeanwhile;
+};
+
+class ALineAboutAnEnd : public ALine, public WithParamInterface<Said> {
+protected:
+    ALineAboutAnEnd() : ALine(phoneThatEndsWith(GetParam())) {}
+};
+
+TEST_P(ALineAboutAnEnd, ComesBeforeTheEntityIsAtItsEnd) {
+    const Said& said = GetParam();
+    advanceTo(said.transfer);
+    inside(said.text, [&] { rig.host.entry.handleEntityTimeout(rig.host.discoverer, rig.entity); });
+
+    completeAs(said.status, said.length);
+
+    EXPECT_EQ(mMeanwhile, Calls{timer(3'000'000)}) << "it is under way";
+    rig.host.takeRecord();
+    rig.host.expireEntityTimer(rig.entity);
+    EXPECT_THAT(taken(), Not(Contains(timer(3'000'000)))) << "it is not any more";
+}
+
+INSTANTIATE_TEST_SUITE_P(OfAnyKind, ALineAboutAnEnd, ValuesIn(kSaid));
+
+TEST_F(ALine, ThatTheTimerIsSetComesWhenItIsAwaited) {
+    advanceTo(6);
+    inside("Setting AAP timer.", [&] { expireTimer(); });
+
+    rig.completeOne();
+
+    EXPECT_EQ(mMeanwhile,
+              (Calls{line(30, "Asking AAP device to switch to accessory mode"), submitted(kSetups[7])}));
 }
 
 } // namespace

@@ -103,6 +103,30 @@ TEST_F(ARefusedStart, IsAnnouncedAllTheSame) {
                               line(10, "Failed to send AAP request")}));
 }
 
+// Of an entity's ten tries.
+TEST_F(ARefusedStart, IsTheLastTryOfAnEntityThatHasNoOther) {
+    advanceToTimer();
+    for (int tries = 10; tries > 1; --tries)
+        rig.host.expireEntityTimer(rig.entity);
+    ASSERT_EQ(rig.lostCalls(), 0);
+
+    expireTimer();
+
+    EXPECT_EQ(rig.lostCalls(), 1);
+}
+
+TEST_F(ATransfer, OfTheStartIsNoTry) {
+    advanceToTimer();
+    for (int tries = 10; tries > 1; --tries)
+        rig.host.expireEntityTimer(rig.entity);
+
+    expireTimer();
+
+    EXPECT_EQ(rig.lostCalls(), 0);
+    rig.host.expireEntityTimer(rig.entity);
+    EXPECT_EQ(rig.lostCalls(), 1) << "one was left";
+}
+
 enum class After { GoesOn, Waits, Lost, Retries };
 
 /** What libusb may tell of a transfer of which all or less has moved. */

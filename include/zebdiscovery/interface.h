@@ -111,7 +111,8 @@ typedef struct ZEBDiscovererInterface {
     ZEBDiscoverySDKError (*cancelRequest)(ZEBDiscoverer* discoverer, ZEBDiscoverySDKRequest* request);
 
     /** 64, both [host-thread]: the host has no more use for the entity: its device is released and
-     *  the entity deleted. May be called from inside callback entityLost. */
+     *  the entity deleted. May be called from inside the callbacks addEntity, addUnpublishedEntity,
+     *  entityLost, fetchComplete and postComplete, for the entity they are about or another one. */
     void (*destroyEntity)(ZEBDiscoverer* discoverer, ZEBDiscovererEntity* entity);
 
     /** 68, both [host-thread]: make an entity on the host's wish. */

@@ -34,7 +34,7 @@ public:
     /** Make the discoverer; false when there is none, for want of memory or with an exception (which is
      *  let out of this one function, because there is no barrier yet). */
     bool initialize();
-    /** setContext, init, all properties, start. */
+    /** setContext, init, and when that went well all properties and start. */
     void setUp();
 
     /** A phone to be switched. */
@@ -59,6 +59,8 @@ public:
 
     /** A phone of each kind goes through from end to end: nothing that was before stands in its way. */
     void expectNextPhonesWork();
+    /** The host has no more use for any entity: each phone so far is given back, once (or so often). */
+    void expectEachGivenBack(int most = 1);
     /** How often the device was given back. */
     int releases(const Plugged& phone) const;
     void end();

@@ -70,6 +70,8 @@ void FakeHost::destroy() {
 }
 
 void FakeHost::runHook(const char* name) {
+    if (onEvery)
+        onEvery(name);
     const auto found = on.find(name);
     if (found == on.end() || !found->second)
         return;

@@ -56,6 +56,8 @@ public:
     int logLevel = 1000;
     /** Run inside the callback of that name, after it was recorded; may throw or call back in. */
     std::map<std::string, std::function<void()>, std::less<>> on;
+    /** Run inside every callback, after it was recorded and before its own; gets its name. */
+    std::function<void(const char*)> onEvery;
     /** What the callbacks that return an error return, by name; 0 unless set. */
     std::map<std::string, ZEBDiscoverySDKError, std::less<>> results;
     /** The texts of error codes; others read "error <code>". */

@@ -11,62 +11,75 @@ namespace {
 
 // Start and stop, in the order of the set.
 
-TEST_F(TheUsbDiscoverer, StopsAndStartsItsEntitiesInOrder) {
-    std::vector<ZEBDiscovererEntity*> all = {offer(phone), offer(second), offer(accessory)};
-    std::sort(all.begin(), all.end(), std::less<>());
-    host.takeCalls();
+TEST_F(TheUsbDiscoverer, StopsItsEntitiesInOrderThenSaysSo) {
+    for (const DeviceRecord* device : {&phone, &accessory, &second})
+        offer(*device);
+    const std::vector<ZEBDiscovererEntity*> all = inOrder();
+    forget();
 
     host.entry.stop(host.discoverer);
-    const std::vector<Call> stopped = host.takeCalls();
-    host.entry.start(host.discoverer);
-    const std::vector<Call> started = host.takeCalls();
 
-    EXPECT_EQ(stopped.back(), (Call{"discovererStopped", {host.discoverer, 0}}));
-    EXPECT_EQ(started.front(), (Call{"discovererStarted", {host.discoverer, 0}}));
-    std::vector<Call> stops, starts;
-    std::copy_if(stopped.begin(), stopped.end(), std::back_inserter(stops),
-                 [](const Call& call) { return call.name == "setEntityTimer"; });
-    for (const Call& call : started) {
-        if (call.name == "setEntityTimer" && call.arguments[1] == Argument(1000000))
-            starts.push_back(cancelled(nullptr)), starts.back().arguments[0] = call.arguments[0];
-    }
-    EXPECT_THAT(stops, ElementsAre(cancelled(all[0]), cancelled(all[1]), cancelled(all[2])));
-    // A switched phone keeps its command, with which no timer is armed.
-    EXPECT_GE(starts.size(), 2U);
-    EXPECT_EQ(stopped.size(), 4U);
+    EXPECT_THAT(told(), ElementsAre(cancelled(all[0]), cancelled(all[1]), cancelled(all[2]),
+                                    Call{"discovererStopped", {host.discoverer, 0}}));
+}
+
+TEST_F(TheUsbDiscoverer, SaysThatItHasStartedThenStartsItsEntitiesInOrder) {
+    for (int i = 0; i < 3; ++i)
+        offer(phone);
+    const std::vector<ZEBDiscovererEntity*> all = inOrder();
+    host.entry.stop(host.discoverer);
+    forget();
+
+    host.entry.start(host.discoverer);
+
+    std::vector<Call> expected = {{"discovererStarted", {host.discoverer, 0}}};
+    for (ZEBDiscovererEntity* entity : all)
+        expected.insert(expected.end(), {cancelled(entity), kWaiting, armed(entity, 1000000)});
+    EXPECT_EQ(told(), expected);
+}
+
+TEST_F(TheUsbDiscoverer, StartsASwitchedPhoneAgainWithTheCommandItHas) {
+    offer(accessory);
+    host.entry.stop(host.discoverer);
+    forget();
+
+    host.entry.start(host.discoverer);
+
+    EXPECT_THAT(told(), ElementsAre(Call{"discovererStarted", {host.discoverer, 0}},
+                                    logged(80, "ZebCmd present already, no need to re-initialize")));
 }
 
 TEST_F(TheUsbDiscoverer, StopsWhenItsProviderStopsWhateverTheError) {
     for (const int error : {0, 7}) {
         ZEBDiscovererEntity* entity = offer(phone);
-        host.takeCalls();
+        forget();
 
         host.entry.deviceProviderStopped(host.discoverer, host.provider, error);
 
-        EXPECT_THAT(host.calls(),
-                    ElementsAre(cancelled(entity), Call{"discovererStopped", {host.discoverer, 0}}));
+        EXPECT_THAT(told(), ElementsAre(cancelled(entity), Call{"discovererStopped", {host.discoverer, 0}}));
         host.destroyEntity(entity);
     }
 }
 
 TEST_F(TheUsbDiscoverer, ReportsAProviderThatWouldNotStart) {
     host.entry.deviceProviderStarted(host.discoverer, host.provider, 0);
-    EXPECT_THAT(host.calls(), IsEmpty());
+    EXPECT_THAT(happened(), IsEmpty());
 
     host.entry.deviceProviderStarted(host.discoverer, host.provider, 7);
 
-    EXPECT_THAT(host.calls(), ElementsAre(Call{"discovererStopped", {host.discoverer, 7}}));
+    EXPECT_THAT(happened(), ElementsAre(Call{"discovererStopped", {host.discoverer, 7}}));
 }
 
 TEST_F(TheUsbDiscoverer, UnsubscribesThenDeletesItsEntitiesInOrderWhenItGoes) {
-    std::vector<ZEBDiscovererEntity*> all = {offer(phone), offer(second)};
-    std::sort(all.begin(), all.end(), std::less<>());
-    host.takeCalls();
+    offer(phone);
+    offer(second);
+    const std::vector<ZEBDiscovererEntity*> all = inOrder();
+    forget();
 
     host.destroy();
 
-    EXPECT_THAT(host.calls(), ElementsAre(Call{"unsubscribeFromDeviceProvider", {host.provider}},
-                                          cancelled(all[0]), cancelled(all[1])));
+    EXPECT_THAT(told(), ElementsAre(Call{"unsubscribeFromDeviceProvider", {host.provider}}, cancelled(all[0]),
+                                    cancelled(all[1])));
 }
 
 // Initialisation.
@@ -76,10 +89,10 @@ TEST(AUsbDiscovererBeforeInit, SubscribesToTheProviderUsb) {
     auto* discoverer = new UsbDiscoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
     host.adopt(reinterpret_cast<ZEBDiscoverer*>(discoverer));
     host.setContext();
-    host.takeCalls();
+    host.takeRecord();
 
     EXPECT_EQ(host.entry.init(host.discoverer), 0);
-    EXPECT_THAT(host.calls(), ElementsAre(Call{"subscribeToDeviceProvider", {"usb"}}));
+    EXPECT_THAT(host.takeRecord(), ElementsAre(Call{"subscribeToDeviceProvider", {"usb"}}));
     host.destroy();
 }
 
@@ -123,8 +136,7 @@ TEST(AUsbDiscovererBeforeInit, StopsTheProcessWhenAPropertyIsSet) {
 TEST_F(TheUsbDiscoverer, RefusesANullProperty) {
     EXPECT_EQ(host.entry.setProperty(host.discoverer, nullptr, "X"), 1);
 
-    EXPECT_THAT(host.logLines(), ElementsAre(LogLine{10, "The property is NULL"}));
-    EXPECT_THAT(host.calls(), IsEmpty());
+    EXPECT_THAT(happened(), ElementsAre(logged(10, "The property is NULL")));
 }
 
 TEST_F(TheUsbDiscoverer, OffersPropertiesToTheProviderFirst) {
@@ -132,10 +144,11 @@ TEST_F(TheUsbDiscoverer, OffersPropertiesToTheProviderFirst) {
     for (const int error : {0, 1, 44}) {
         host.results["setDeviceProviderProperty"] = error;
         EXPECT_EQ(host.entry.setProperty(host.discoverer, "aapmodel", "X"), error);
-        EXPECT_THAT(host.takeCalls(), ElementsAre(asked));
+        EXPECT_THAT(happened(), ElementsAre(asked));
     }
     host.results["setDeviceProviderProperty"] = 9;
     EXPECT_EQ(host.entry.setProperty(host.discoverer, "aapmodel", "X"), 0) << "then to the identification";
+    EXPECT_THAT(happened(), ElementsAre(asked)) << "asked once";
     EXPECT_EQ(host.entry.setProperty(host.discoverer, "aapmodel", nullptr), 0);
     EXPECT_EQ(host.entry.setProperty(host.discoverer, "unknown", "X"), 9);
 }
@@ -171,14 +184,47 @@ TEST(AUsbDiscovererWithoutMemoryForItsIdentification, WorksWithoutIt) {
 
 // Routing.
 
-TEST_F(TheUsbDiscoverer, HasOneDescriptionAndBaseBehaviourForTheRest) {
-    char* out = nullptr;
-
+TEST_F(TheUsbDiscoverer, HasOneDescription) {
     EXPECT_STREQ(host.entry.getDescription(host.discoverer), "100");
-    EXPECT_EQ(host.entry.getProperty(host.discoverer, "k", &out), 9);
-    EXPECT_EQ(host.entry.cancelRequest(host.discoverer, nullptr), 9);
-    EXPECT_EQ(host.entry.createEntity(host.discoverer, nullptr), 9);
     EXPECT_TRUE(discoverer->isUsingMultipleHandles());
+}
+
+TEST_F(TheUsbDiscoverer, RefusesWhatItDoesNotImplement) {
+    ZEBDiscovererEntity* entity = offer(phone);
+    char untouched = 0;
+    char* text = &untouched;
+    forget();
+
+    EXPECT_EQ(host.entry.getProperty(host.discoverer, "aapmodel", &text), 9);
+    EXPECT_EQ(text, &untouched);
+    EXPECT_EQ(host.entry.cancelRequest(host.discoverer, nullptr), 9);
+    EXPECT_EQ(host.entry.createEntity(host.discoverer, entity), 9);
+    EXPECT_EQ(host.entry.destroyUnpublishedEntity(host.discoverer, entity), 9);
+    host.entry.setExternalContext(host.discoverer, this);
+    EXPECT_THAT(happened(), IsEmpty());
+
+    host.entry.publishEntity(host.discoverer, entity);
+    host.entry.unpublishEntity(host.discoverer, entity);
+    EXPECT_THAT(happened(),
+                ElementsAre(Call{"publishComplete", {entity, 9}}, Call{"unpublishComplete", {entity, 9}}));
+    host.entry.removeDevice(host.discoverer, host.provider, phone);
+    EXPECT_THAT(happened(), ElementsAre(cancelled(entity), lost(entity))) << "the entity is there still";
+}
+
+TEST_F(TheUsbDiscoverer, HasNeitherViewerParametersNorBinaryData) {
+    ZEBDiscovererEntity* entity = offer(phone);
+    void* one = this;
+    void* other = this;
+    const void* data = this;
+    forget();
+
+    EXPECT_EQ(host.entry.getViewerParameters(host.discoverer, entity, &one, &other), 0);
+    EXPECT_EQ(host.entry.getEntityBinaryData(host.discoverer, entity, "icon", &data), 0U);
+
+    EXPECT_EQ(one, nullptr);
+    EXPECT_EQ(other, nullptr);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_THAT(happened(), IsEmpty());
 }
 
 TEST_F(TheUsbDiscoverer, GivesTheOwnHandleOfAnEntityThatHasOne) {
@@ -201,17 +247,18 @@ TEST_F(TheUsbDiscoverer, RunsAnEntitysEventWithItsOwnHandle) {
 
 TEST_F(TheUsbDiscoverer, ReportsAnEntityLostWhenAnEventOrATimeoutEndsIt) {
     ZEBDiscovererEntity* entity = offer(phone);
-    for (int attempt = 2; attempt <= 20; ++attempt)
-        host.expireEntityTimer(entity);
-    EXPECT_THAT(host.callsOf("entityLost"), IsEmpty());
-    host.expireEntityTimer(entity);
-    EXPECT_EQ(host.callsOf("entityLost").size(), 1U);
-
+    forget();
     host.entry.handleEntityEvent(host.discoverer, entity);
+    EXPECT_THAT(told(), ElementsAre(cancelled(entity), armed(entity, 1000000)));
+    for (int attempt = 3; attempt <= 20; ++attempt) {
+        host.expireEntityTimer(entity);
+        EXPECT_THAT(told(), ElementsAre(armed(entity, 1000000))) << "announced once, and not lost yet";
+    }
 
-    EXPECT_THAT(host.callsOf("entityLost"),
-                ElementsAre(Call{"entityLost", {entity}}, Call{"entityLost", {entity}}));
-    EXPECT_EQ(host.callsOf("addEntity").size(), 1U) << "announced once";
+    host.expireEntityTimer(entity);
+    EXPECT_THAT(told(), ElementsAre(armed(entity, 1000000), lost(entity)));
+    host.entry.handleEntityEvent(host.discoverer, entity);
+    EXPECT_THAT(told(), ElementsAre(cancelled(entity), lost(entity)));
 }
 
 TEST_F(TheUsbDiscoverer, StopsTheProcessForAnEntityEventOfAnEntityWithManyHandles) {
@@ -234,12 +281,6 @@ TEST_F(TheUsbDiscoverer, StopsTheProcessForAHandleThatNobodyOwns) {
         << "a phone's own handle is not among them";
     EXPECT_ASSERTION(host.entry.handleSingleEvent(host.discoverer, nullptr), "usb/UsbDiscoverer\\.cpp",
                      "false");
-}
-
-TEST_F(TheUsbDiscoverer, AsksForRoomOfFiftySixBytesForASwitchedPhonesCommand) {
-    offer(accessory);
-
-    EXPECT_EQ(host.strings.lastLength(), 56);
 }
 
 TEST_F(TheUsbDiscoverer, PublishesASwitchedPhonesCommandAfterASecond) {

@@ -1,3 +1,4 @@
+#include "tests/support/FailingNew.h"
 #include "tests/usb/EntityFixtures.h"
 
 using namespace testing;
@@ -111,6 +112,114 @@ TEST_F(AnEntityWithHandles, StopsTheProcessWhenATimerIsForAStranger) {
 
     EXPECT_ASSERTION(entity->setTimerForHandle(&same, 1), "usb/UsbEntity\\.cpp", "false");
     entity->removeEventHandle(&seven);
+}
+
+/** Runs what the test says where the handles go, and notes them. */
+class WatchingManager : public EntityManager {
+public:
+    std::function<void()> whenAdded, whenRemoved;
+
+    void setEntityTimer(UsbEntity*, ZEBDiscoverySDKTimeoutMicroseconds) override {}
+    void entityFetchComplete(UsbEntity*, char*, ZEBDiscoverySDKRequest*, ZEBDiscoverySDKError,
+                             char*) override {}
+    void entityPostComplete(UsbEntity*, char*, char*, ZEBDiscoverySDKRequest*,
+                            ZEBDiscoverySDKError) override {}
+    void entityLost(UsbEntity*) override {}
+    void addEventHandle(ZEBDiscovererEventHandle* pHandle, bool writeNotifications) override {
+        Record::note("addEventHandle", *pHandle, writeNotifications);
+        if (whenAdded)
+            whenAdded();
+    }
+    void removeEventHandle(ZEBDiscovererEventHandle* pHandle) override {
+        Record::note("removeEventHandle", *pHandle);
+        if (whenRemoved)
+            whenRemoved();
+    }
+    void setTimerForHandle(ZEBDiscovererEventHandle*, ZEBDiscoverySDKTimeoutMicroseconds) override {}
+};
+
+class AWatchedEntity : public AnEntity {
+protected:
+    AWatchedEntity() {
+        watched.multipleHandles = true;
+        forget();
+    }
+
+    WatchingManager manager;
+    ScriptedEntity watched{*discoverer, manager, device.get()};
+    int handles[3] = {7, 8, 9};
+};
+
+TEST_F(AWatchedEntity, OwnsAHandleAsLongAsTheHostMayReportIt) {
+    int asked = 0;
+    manager.whenAdded = manager.whenRemoved = [&] {
+        EXPECT_TRUE(watched.ownsHandle(&handles[0]));
+        ++asked;
+    };
+
+    watched.addEventHandle(&handles[0], true);
+    watched.removeEventHandle(&handles[0]);
+
+    EXPECT_EQ(asked, 2);
+    EXPECT_FALSE(watched.ownsHandle(&handles[0]));
+    EXPECT_THAT(happened(), ElementsAre(Call{"addEventHandle", {7, true}}, Call{"removeEventHandle", {7}}));
+}
+
+TEST_F(AWatchedEntity, OwnsAHandleThatWasAddedTwiceOnce) {
+    watched.addEventHandle(&handles[0], false);
+    watched.addEventHandle(&handles[0], true);
+    watched.removeEventHandle(&handles[0]);
+
+    EXPECT_FALSE(watched.hasActiveHandles());
+    EXPECT_THAT(happened(), ElementsAre(Call{"addEventHandle", {7, false}}, Call{"addEventHandle", {7, true}},
+                                        Call{"removeEventHandle", {7}}));
+}
+
+TEST_F(AWatchedEntity, RegistersNothingThatItHasNoMemoryFor) {
+    {
+        const FailingNew failing = FailingNew::at(1);
+        EXPECT_THROW(watched.addEventHandle(&handles[0], false), std::bad_alloc);
+    }
+
+    EXPECT_THAT(happened(), IsEmpty());
+    EXPECT_FALSE(watched.hasActiveHandles());
+}
+
+TEST_F(AWatchedEntity, NeedsNoMemoryToLetItsHandlesGo) {
+    for (int& handle : handles)
+        watched.addEventHandle(&handle, false);
+    {
+        const FailingNew failing = FailingNew::always();
+        watched.removeEventHandle(&handles[1]);
+        watched.dropEventHandles();
+        EXPECT_FALSE(failing.hasFailed());
+    }
+
+    EXPECT_FALSE(watched.hasActiveHandles());
+}
+
+TEST_F(AWatchedEntity, DropsItsHandlesInTheirPlacesOrderWhateverARemovalThrows) {
+    for (const int i : {1, 2, 0})
+        watched.addEventHandle(&handles[i], false);
+    forget();
+    manager.whenRemoved = [&] {
+        EXPECT_FALSE(watched.hasActiveHandles()) << "none of them is its own any more";
+        throw 1;
+    };
+
+    watched.dropEventHandles();
+
+    EXPECT_THAT(happened(), ElementsAre(Call{"removeEventHandle", {7}}, Call{"removeEventHandle", {8}},
+                                        Call{"removeEventHandle", {9}}));
+}
+
+TEST_F(AWatchedEntity, KeepsAHandleThatCouldNotBeRemoved) {
+    watched.addEventHandle(&handles[0], false);
+    manager.whenRemoved = [] { throw 1; };
+
+    EXPECT_THROW(watched.removeEventHandle(&handles[0]), int);
+
+    EXPECT_TRUE(watched.ownsHandle(&handles[0]));
 }
 
 TEST_F(AnEntity, GivesItsPublishFlagOnce) {

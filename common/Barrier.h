@@ -203,8 +203,8 @@ private:
     OwedCompletion mOwed;
 };
 
-/** Gives the offered device back, so that the host never waits for it, also when what was thrown gets past the
- *  barrier's inner layer; not again where the operation had done so, but for a host that threw at that. */
+/** Gives the offered device back, so that the host never waits for it, also when what was thrown gets past
+ * the barrier's inner layer; not again where the operation had done so, but for a host that threw at that. */
 class Barrier::ReleaseDevice {
 public:
     ReleaseDevice(ZEBDiscovererImpl& self, ZEBDiscovererDeviceProvider* pProvider,

@@ -13,13 +13,14 @@
  * ([host-thread]); [any-thread] callbacks may also come from a thread of the
  * discoverer's own.
  *
- * A callback should not throw. What it throws inside an entry point counts as the
- * operation's own failure and goes no further than that entry point; but when it is
- * the line about a failure that throws, what the failure should have led to (a
- * completion, say) may not come. Behind the other callbacks there is nothing to
- * catch it: what a line throws that is logged while the discoverer is being made
- * goes to the caller of ZEBDiscovererInitialize, and on a thread of a discoverer's
- * own it ends where that thread ends it.
+ * A callback should not throw. What it throws inside an entry point goes no further
+ * than that: it counts as the operation's own failure, or is dropped where the
+ * discoverer has to go on (a string that is freed, its own end). When it is the line
+ * about a failure that throws, what the failure should have led to (a completion,
+ * say) may not come. Elsewhere there is nothing to catch it: what a line throws that
+ * is logged while the discoverer is being made goes to the caller of
+ * ZEBDiscovererInitialize, and on a thread of a discoverer's own it ends where that
+ * thread ends it.
  *
  * SDK strings are NUL-terminated, made by allocString and freed by freeString.
  *

@@ -3,6 +3,7 @@
 #include "tests/mxcommon/SystemFaults.h"
 
 #include <algorithm>
+#include <iterator>
 #include <thread>
 
 namespace {
@@ -12,8 +13,8 @@ ScriptedLibUsb* gpScript = nullptr;
 } // namespace
 
 ScriptedLibUsb::ScriptedLibUsb() {
-    std::generate(mTransfers.begin(), mTransfers.end(), [] { return libusb_alloc_transfer(0); });
-    std::sort(mTransfers.begin(), mTransfers.end(), std::less<>());
+    std::generate(std::begin(mTransfers), std::end(mTransfers), [] { return libusb_alloc_transfer(0); });
+    std::sort(std::begin(mTransfers), std::end(mTransfers), std::less<>());
     for (libusb_transfer* pTransfer : mTransfers) {
         pTransfer->callback = &ScriptedLibUsb::finished;
         pTransfer->user_data = this;
@@ -23,7 +24,7 @@ ScriptedLibUsb::ScriptedLibUsb() {
 
 ScriptedLibUsb::~ScriptedLibUsb() {
     gpScript = nullptr;
-    std::for_each(mTransfers.begin(), mTransfers.end(), libusb_free_transfer);
+    std::for_each(std::begin(mTransfers), std::end(mTransfers), libusb_free_transfer);
 }
 
 bool ScriptedLibUsb::isAsItsOwnerLeftIt(int number) const {
@@ -85,7 +86,8 @@ void ScriptedLibUsb::finished(libusb_transfer* transfer) {
 }
 
 int ScriptedLibUsb::numberOf(const libusb_transfer* transfer) const {
-    return static_cast<int>(std::find(mTransfers.begin(), mTransfers.end(), transfer) - mTransfers.begin()) +
+    return static_cast<int>(std::find(std::begin(mTransfers), std::end(mTransfers), transfer) -
+                            std::begin(mTransfers)) +
            1;
 }
 

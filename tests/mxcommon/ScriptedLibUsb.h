@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <functional>
 #include <libusb.h>
@@ -50,8 +49,8 @@ private:
     int numberOf(const libusb_transfer* transfer) const;
     int bringBackWhatIsCancelled();
 
-    std::array<libusb_transfer*, 3> mTransfers;
-    std::array<int, 3> mCancelled{};
+    libusb_transfer* mTransfers[3];
+    int mCancelled[3] = {};
     std::atomic<int> mCancelledCount = 0;
     int mBroughtBack = 0;
     std::binary_semaphore mAsked{0};

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
 #include <memory>
 #include <unistd.h>
@@ -142,6 +143,10 @@ TEST(TheCallsOfAnEvent, AreMadeUnderItsLock) {
     EXPECT_THAT(callsOf(spuriously([&] { event.timedWait(1); })),
                 ElementsAre("pthread_mutex_lock m1", "clock_gettime monotonic", "pthread_cond_timedwait m1",
                             "pthread_mutex_unlock m1"));
+    for (const int none : {0, -1, INT_MIN}) {
+        EXPECT_THAT(callsOf([&] { event.timedWait(none); }, kPthreadCondTimedwait, ETIMEDOUT),
+                    ElementsAre("pthread_mutex_lock m1", "pthread_mutex_unlock m1"));
+    }
     EXPECT_THAT(callsOf([&] { event.reset(); }),
                 ElementsAre("pthread_mutex_lock m1", "pthread_mutex_unlock m1"));
 }

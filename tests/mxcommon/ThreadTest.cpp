@@ -182,6 +182,7 @@ TEST(AThreadId, EqualsOnlyAValidOneOfTheSameThread) {
     EXPECT_TRUE(mine != others);
     EXPECT_FALSE(others.isCurrent());
     EXPECT_FALSE(mine == invalid);
+    EXPECT_FALSE(invalid == mine);
     EXPECT_FALSE(invalid == invalid);
     EXPECT_TRUE(ThreadId() != ThreadId());
 }

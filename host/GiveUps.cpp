@@ -1,5 +1,7 @@
 #include "host/GiveUps.h"
 
+#include "host/PropertyAdvice.h"
+
 #include <algorithm>
 #include <string_view>
 
@@ -7,6 +9,7 @@ namespace zebhost {
 namespace {
 
 constexpr std::string_view kStartLine = "Asking AAP device to switch to accessory mode";
+constexpr std::string_view kRefusedLine = "USB transfer failed with status 4";
 
 struct Row {
     /** How the line begins; the first row counts that fits. */
@@ -23,8 +26,7 @@ constexpr Row kRows[] = {
      "it did not answer in time: unlock it and plug it in again, or try another cable"},
     {"USB transfer failed to be transfered completely",
      "it sent or took less than it was asked to: it does not speak the accessory protocol properly"},
-    {"USB transfer failed with status 4",
-     "it refused a part of the hand-shake: newer phones refuse empty strings (see the properties aap...)"},
+    {kRefusedLine, "it refused a part of the hand-shake: unlock it, and plug it in again"},
     {"USB transfer failed with status 5", "it left the bus in the middle of the hand-shake"},
     {"USB transfer failed with status", "a request failed on the bus: try another cable or port"},
     {"Submission of control transfer failed",
@@ -41,10 +43,12 @@ std::optional<std::string> failureOf(const std::string& logLine) {
     return row == std::end(kRows) ? std::nullopt : std::optional<std::string>(row->sentence);
 }
 
-GiveUps::GiveUps(Loop& loop, uint64_t patienceUs, Report report, bool hearsAll) :
+GiveUps::GiveUps(Loop& loop, uint64_t patienceUs, Report report, bool hearsAll,
+                 std::vector<std::string> emptyStrings) :
     mReport(std::move(report)),
     mPatienceUs(patienceUs),
     mHearsAll(hearsAll),
+    mEmptyStrings(std::move(emptyStrings)),
     mPatience(loop, [this](const std::string& port) { patienceEnded(port); }) {}
 
 void GiveUps::take(const Event& event) {
@@ -89,13 +93,16 @@ void GiveUps::on(const LogEvent& event) {
     if (event.text == kStartLine)
         asked();
     else if (std::optional<std::string> failure = failureOf(event.text))
-        failed(*failure);
+        failed(whyItFailed(event.text, *failure));
 }
 
 void GiveUps::asked() {
     using Asked = Candidate::Asked;
     for (auto& [id, candidate] : mCandidates)
         candidate.asked = mCandidates.size() == 1 ? Asked::Yes : std::max(candidate.asked, Asked::Perhaps);
+    // The plug-in waits on for one that has acknowledged the request.
+    if (mCandidates.size() == 1)
+        mPatience.set(mCandidates.begin()->second.address.port, mPatienceUs);
 }
 
 void GiveUps::failed(const std::string& sentence) {
@@ -112,21 +119,41 @@ void GiveUps::failed(const std::string& sentence) {
 }
 
 void GiveUps::patienceEnded(const std::string& port) {
-    Candidate candidate = mLost.extract(port).mapped();
-    tell(candidate, whyStayed(candidate));
+    if (auto lost = mLost.extract(port))
+        return tell(lost.mapped(), whyStayed(lost.mapped()));
+    for (auto& [id, candidate] : mCandidates) {
+        if (candidate.address.port == port && candidate.asked == Candidate::Asked::Yes)
+            tell(candidate, whyItStayed());
+    }
 }
 
 std::string GiveUps::whyStayed(const Candidate& candidate) const {
-    constexpr char kStayed[] = "it was asked to switch and stayed as it is: unlock it, and plug it in again";
     constexpr char kOfWhich[] = " (the log does not say of which phone it speaks)";
     if (candidate.asked == Candidate::Asked::Yes)
-        return kStayed;
+        return whyItStayed();
     if (!candidate.failure.empty())
         return candidate.isFailureCertain ? candidate.failure : "perhaps " + candidate.failure + kOfWhich;
     if (candidate.asked == Candidate::Asked::Perhaps)
-        return std::string("perhaps ") + kStayed + kOfWhich;
+        return "perhaps " + whyItStayed() + kOfWhich;
     return mHearsAll ? "the plug-in gave it up without a word: --log debug may say more"
                      : "the plug-in gave it up: --log info says why";
+}
+
+std::string GiveUps::whyItStayed() const {
+    const std::string what = "it was asked to switch and stayed as it is: ";
+    for (const std::string& property : mEmptyStrings) {
+        if (isNeededToSwitch(property))
+            return what + "the property " + property +
+                   " is empty, and a phone obeys only a host that tells its manufacturer and model";
+    }
+    return what + "unlock it, and plug it in again";
+}
+
+std::string GiveUps::whyItFailed(const std::string& logLine, const std::string& usual) const {
+    if (!logLine.starts_with(kRefusedLine) || mEmptyStrings.empty())
+        return usual;
+    return "it refused a part of the hand-shake: the property " + mEmptyStrings.front() +
+           " is empty, and newer phones refuse empty strings";
 }
 
 void GiveUps::tell(Candidate& candidate, const std::string& sentence) {

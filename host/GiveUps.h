@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace zebhost {
 
@@ -19,9 +20,11 @@ class GiveUps {
 public:
     using Report = std::function<void(const Event&)>;
 
-    /** patienceUs: how long the system may take to tell that a phone has left that the plug-in has lost.
-     *  hearsAll: the log has all lines that matter here, those of severity info too. */
-    GiveUps(Loop& loop, uint64_t patienceUs, Report report, bool hearsAll = true);
+    /** patienceUs: how long the system may take to tell that a phone has left that was asked to switch, or
+     * that the plug-in has lost. hearsAll: the log has all lines that matter here, those of severity info
+     * too. emptyStrings: the properties whose strings the plug-in sends empty. */
+    GiveUps(Loop& loop, uint64_t patienceUs, Report report, bool hearsAll = true,
+            std::vector<std::string> emptyStrings = {});
 
     /** An event of the run. */
     void take(const Event& event);
@@ -48,10 +51,14 @@ private:
     void patienceEnded(const std::string& port);
     std::string whyStayed(const Candidate& candidate) const;
     void tell(Candidate& candidate, const std::string& sentence);
+    /** Of one that was asked. */
+    std::string whyItStayed() const;
+    std::string whyItFailed(const std::string& logLine, const std::string& usual) const;
 
     Report mReport;
     const uint64_t mPatienceUs;
     const bool mHearsAll;
+    const std::vector<std::string> mEmptyStrings;
     /** The last event was a line that tells of a failure: who is lost next is whom it meant. */
     bool mHasJustFailed = false;
     /** Entities that the plug-in may switch, by their numbers. */

@@ -2,6 +2,7 @@
 
 #include "host/GiveUps.h"
 #include "host/Output.h"
+#include "host/PropertyAdvice.h"
 #include "host/StageTimes.h"
 #include "host/TetherAdvice.h"
 
@@ -15,8 +16,8 @@ namespace zebhost {
  */
 class Observers {
 public:
-    /** logLevel: of the log that they read. */
-    Observers(Loop& loop, Output& output, int32_t logLevel);
+    /** logLevel: of the log that they read; properties: those that the plug-in is given. */
+    Observers(Loop& loop, Output& output, int32_t logLevel, const Properties& properties);
     ~Observers();
     Observers(const Observers&) = delete;
     Observers& operator=(const Observers&) = delete;

@@ -90,7 +90,7 @@ ExitStatus run(const RunOptions& options, std::FILE* out) {
     if (!options.trace.empty())
         tracing.emplace(TraceOptions{options.trace, options.usbTap}, output, loop);
     output.report(RunEvent{kJsonSchema, ZEBHOST_VERSION});
-    Observers observers(loop, output, options.logLevel);
+    Observers observers(loop, output, options.logLevel, options.properties);
     Host host(loop, output);
     host.setLogLevel(options.logLevel);
     host.devices().setPolicy(options.policy);

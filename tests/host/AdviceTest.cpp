@@ -239,8 +239,17 @@ TEST(ARun, WarnsThatNewerPhonesRefuseEmptyStrings) {
     std::string text = run.waitFor({{"event", "advice"}, {"topic", "not-switched"}})["text"];
 
     EXPECT_EQ(run.end(), kExitDone);
-    EXPECT_THAT(warning, HasSubstr("the property aapserial is empty: newer phones refuse an empty string"));
-    EXPECT_THAT(text, HasSubstr("newer phones refuse empty strings"));
+    EXPECT_THAT(warning,
+                StartsWith("the property aapserial is empty: most phones take that, but newer phones"));
+    EXPECT_THAT(text, HasSubstr("the property aapserial is empty, and newer phones refuse empty strings"));
+}
+
+TEST(ARun, NamesTheEmptyStringForWhichAPhoneStaysAsItIs) {
+    RunOptions options = withPlugin();
+    options.properties = {{"aapmodel", ""}};
+
+    EXPECT_THAT(whyNotSwitched("accessory", options),
+                HasSubstr("asked to switch and stayed as it is: the property aapmodel is empty"));
 }
 
 TEST(ARun, NamesTheAddressThatThePluginDoesNotLookFor) {

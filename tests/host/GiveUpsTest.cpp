@@ -15,6 +15,15 @@ constexpr char kAsked[] = "Asking AAP device to switch to accessory mode";
 
 class APhoneThatIsNotSwitched : public Test {
 protected:
+    explicit APhoneThatIsNotSwitched(std::vector<std::string> emptyStrings = {}) :
+        mGiveUps(
+            mLoop, kPatienceUs,
+            [this](const Event& event) {
+                const auto& advice = std::get<AdviceEvent>(event);
+                mSaid.push_back(advice.address.port + " " + advice.text);
+            },
+            true, std::move(emptyStrings)) {}
+
     void add(uint32_t id, const UsbAddress& address) { mGiveUps.take(EntityEvent{"added", id, address}); }
     void lose(uint32_t id, const UsbAddress& address) { mGiveUps.take(EntityEvent{"lost", id, address}); }
     void log(const char* line) { mGiveUps.take(LogEvent{10, line}); }
@@ -28,10 +37,17 @@ protected:
 
     std::vector<std::string> mSaid;
     Loop mLoop;
-    GiveUps mGiveUps{mLoop, kPatienceUs, [this](const Event& event) {
-                         const auto& advice = std::get<AdviceEvent>(event);
-                         mSaid.push_back(advice.address.port + " " + advice.text);
-                     }};
+    GiveUps mGiveUps;
+};
+
+class APhoneThatIsToldNoManufacturer : public APhoneThatIsNotSwitched {
+protected:
+    APhoneThatIsToldNoManufacturer() : APhoneThatIsNotSwitched({"aapmanufacturer", "aapserial"}) {}
+};
+
+class APhoneThatIsToldNoSerial : public APhoneThatIsNotSwitched {
+protected:
+    APhoneThatIsToldNoSerial() : APhoneThatIsNotSwitched({"aapserial"}) {}
 };
 
 TEST_F(APhoneThatIsNotSwitched, IsExplainedByThePluginsLog) {
@@ -40,7 +56,7 @@ TEST_F(APhoneThatIsNotSwitched, IsExplainedByThePluginsLog) {
         {"Unknown AAP protocol version returned 0", "version 0"},
         {"USB transfer failed to be transfered completely (0 instead of 2)", "did not answer in time"},
         {"USB transfer failed to be transfered completely (1 instead of 2)", "less than it was asked to"},
-        {"USB transfer failed with status 4", "refuse empty strings"},
+        {"USB transfer failed with status 4", "refused a part of the hand-shake: unlock it"},
         {"USB transfer failed with status 5", "left the bus in the middle"},
         {"USB transfer failed with status 1", "another cable or port"},
         {"Submission of control transfer failed, error -4", "could not be sent"},
@@ -199,6 +215,52 @@ TEST_F(APhoneThatIsNotSwitched, IsNoneOfTheOtherLines) {
     EXPECT_THAT(mSaid, IsEmpty());
 }
 
+// It has acknowledged the request, so the plug-in never loses it.
+TEST_F(APhoneThatIsNotSwitched, IsToldOfWhenItIsAskedAndStays) {
+    add(1, kPhone);
+    log(kAsked);
+    runUntilPatienceEnds();
+    runUntilPatienceEnds();
+
+    EXPECT_THAT(mSaid, ElementsAre("1-1 this phone was not switched: it was asked to switch and stayed as it "
+                                   "is: unlock it, and plug it in again"));
+}
+
+TEST_F(APhoneThatIsNotSwitched, IsNotOneThatTheEndOfTheRunDestroysAfterItWasAsked) {
+    add(1, kPhone);
+    log(kAsked);
+    mGiveUps.take(EntityEvent{"destroyed", 1, kPhone});
+    runUntilPatienceEnds();
+
+    EXPECT_THAT(mSaid, IsEmpty());
+}
+
+TEST_F(APhoneThatIsToldNoManufacturer, StaysForThatReason) {
+    add(1, kPhone);
+    log(kAsked);
+    runUntilPatienceEnds();
+
+    EXPECT_THAT(mSaid, ElementsAre("1-1 this phone was not switched: it was asked to switch and stayed as it "
+                                   "is: the property aapmanufacturer is empty, and a phone obeys only a host "
+                                   "that tells its manufacturer and model"));
+}
+
+TEST_F(APhoneThatIsToldNoManufacturer, MayRefuseTheEmptyString) {
+    add(1, kPhone);
+    log("USB transfer failed with status 4");
+
+    EXPECT_THAT(mSaid,
+                ElementsAre(HasSubstr("the property aapmanufacturer is empty, and newer phones refuse")));
+}
+
+TEST_F(APhoneThatIsToldNoSerial, StaysForAnotherReason) {
+    add(1, kPhone);
+    log(kAsked);
+    runUntilPatienceEnds();
+
+    EXPECT_THAT(mSaid, ElementsAre(HasSubstr("stayed as it is: unlock it")));
+}
+
 TEST(Properties, AreWarnedOfWhenTheyAreEmpty) {
     EXPECT_THAT(propertyAdvice({}), IsEmpty());
     EXPECT_THAT(propertyAdvice({{"aapmodel", "Bench"}, {"other", ""}}), IsEmpty());
@@ -209,6 +271,23 @@ TEST(Properties, AreWarnedOfWhenTheyAreEmpty) {
     for (const char* key :
          {"aapmanufacturer", "aapmodel", "aapdescription", "aapversion", "aapuri", "aapserial"})
         EXPECT_THAT(propertyAdvice({{key, ""}}), SizeIs(1)) << key;
+}
+
+TEST(Properties, AreWarnedOfWithThePhonesThatMindThem) {
+    for (const char* key : {"aapmanufacturer", "aapmodel"})
+        EXPECT_THAT(propertyAdvice({{key, ""}}),
+                    ElementsAre("the property " + std::string(key) +
+                                " is empty: no phone switches for a host that tells it no manufacturer or no "
+                                "model: it acknowledges the request and stays as it is; give it a text, or "
+                                "leave it out for the plug-in's own"))
+            << key;
+    for (const char* key : {"aapdescription", "aapversion", "aapuri", "aapserial"})
+        EXPECT_THAT(propertyAdvice({{key, ""}}),
+                    ElementsAre("the property " + std::string(key) +
+                                " is empty: most phones take that, but newer phones, whose accessory code "
+                                "runs in user space, refuse an empty string and do not switch; give it a "
+                                "text, or leave it out for the plug-in's own"))
+            << key;
 }
 
 } // namespace

@@ -10,10 +10,14 @@
 namespace zebphones {
 namespace {
 
-constexpr std::array<std::string_view, 6> kOutcomes = {
-    "never offered", "published USBAND",   "published USBAAP", "published USBAAP, then lost",
-    "entity lost",   "waits for its link",
+constexpr std::array<std::string_view, 7> kOutcomes = {
+    "never offered", "published USBAND",   "published USBAAP",       "published USBAAP, then lost",
+    "entity lost",   "waits for its link", "asked to switch, stays",
 };
+
+// The plug-in's properties, in the order in which a phone is sent them.
+constexpr std::array<const char*, kStringCount> kProperties = {
+    "aapmanufacturer", "aapmodel", "aapdescription", "aapversion", "aapuri", "aapserial"};
 
 // In the order of the enumeration.
 constexpr std::array<std::string_view, 12> kReactions = {
@@ -142,6 +146,16 @@ std::string readLink(TomlTable table) {
     return address;
 }
 
+std::vector<std::pair<std::string, std::string>> readHost(TomlTable table) {
+    std::vector<std::pair<std::string, std::string>> properties;
+    for (const char* key : kProperties) {
+        if (table.has(key))
+            properties.emplace_back(key, table.text(key, std::nullopt));
+    }
+    table.finish();
+    return properties;
+}
+
 Expectation readExpectation(TomlTable table) {
     Expectation expect;
     expect.rule = table.text("rule", std::nullopt);
@@ -167,6 +181,8 @@ PhoneFile readPhone(TomlTable table, const std::string& name) {
     table.forEach("fault", [&file](TomlTable row, std::size_t) {
         file.phone.faults.push_back(readFault(std::move(row)));
     });
+    if (table.has("host"))
+        file.properties = readHost(table.table("host"));
     if (table.has("link"))
         file.linkAddress = readLink(table.table("link"));
     file.expect = readExpectation(table.table("expect"));

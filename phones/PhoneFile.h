@@ -8,6 +8,8 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace zebphones {
 
@@ -34,6 +36,9 @@ struct PhoneFile {
     PhoneDescription phone{};
     // The IPv4 address that the host's end of the phone's link gets; empty: there is no link.
     std::string linkAddress{};
+    // What the host tells the phone of itself, by the plug-in's properties; the plug-in's own texts for what
+    // is not here. The phone is expected to come out as it does for such a host.
+    std::vector<std::pair<std::string, std::string>> properties{};
     Expectation expect{};
 };
 

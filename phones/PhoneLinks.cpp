@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
+#include <linux/sockios.h>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
@@ -37,11 +38,41 @@ void setAddress(const std::string& interface, const std::string& address) {
 
 std::string aliasOf(int port) { return "lo:" + std::to_string(port); }
 
+// SIOCBRADDBR or SIOCBRDELBR; false: it did not.
+bool changeBridge(unsigned long request, const std::string& name) {
+    const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool done = fd >= 0 && ::ioctl(fd, request, name.c_str()) == 0;
+    if (fd >= 0)
+        ::close(fd);
+    return done;
+}
+
 } // namespace
 
-void PhoneLinks::add(int port, const std::string& address) { setAddress(aliasOf(port), address); }
+PhoneLinks::~PhoneLinks() {
+    for (const auto& [port, name] : mMade)
+        changeBridge(SIOCBRDELBR, name);
+}
 
-// The kernel removes an interface of this kind with its address.
-void PhoneLinks::remove(int port) { setAddress(aliasOf(port), "0.0.0.0"); }
+std::string PhoneLinks::make(int port) {
+    const std::string name = "usb" + std::to_string(port - 1);
+    if (!changeBridge(SIOCBRADDBR, name))
+        return "lo";
+    return mMade[port] = name;
+}
+
+void PhoneLinks::add(int port, const std::string& address) {
+    const auto made = mMade.find(port);
+    setAddress(made == mMade.end() ? aliasOf(port) : made->second, address);
+}
+
+// The kernel removes an alias with its address.
+void PhoneLinks::remove(int port) {
+    const auto made = mMade.find(port);
+    if (made == mMade.end())
+        return setAddress(aliasOf(port), "0.0.0.0");
+    changeBridge(SIOCBRDELBR, made->second);
+    mMade.erase(made);
+}
 
 } // namespace zebphones

@@ -50,13 +50,18 @@ TomlTable::~TomlTable() = default;
 
 TomlTable::TomlTable(TomlTable&& other) noexcept = default;
 
+void TomlTable::allow(const char* key) {
+    if (mAllowed.empty() || mAllowed.back() != key)
+        mAllowed.emplace_back(key);
+}
+
 bool TomlTable::has(const char* key) {
-    mAllowed.emplace_back(key);
+    allow(key);
     return mPlace->table->contains(key);
 }
 
 std::string TomlTable::text(const char* key, std::optional<std::string> absent) {
-    mAllowed.emplace_back(key);
+    allow(key);
     const toml::node* node = mPlace->find(key, !absent);
     if (!node)
         return *absent;
@@ -66,7 +71,7 @@ std::string TomlTable::text(const char* key, std::optional<std::string> absent) 
 }
 
 std::int64_t TomlTable::number(const char* key, Range range, std::optional<std::int64_t> absent) {
-    mAllowed.emplace_back(key);
+    allow(key);
     const toml::node* node = mPlace->find(key, !absent);
     if (!node)
         return *absent;
@@ -80,7 +85,7 @@ std::int64_t TomlTable::number(const char* key, Range range, std::optional<std::
 }
 
 bool TomlTable::flag(const char* key, std::optional<bool> absent) {
-    mAllowed.emplace_back(key);
+    allow(key);
     const toml::node* node = mPlace->find(key, !absent);
     if (!node)
         return *absent;
@@ -97,7 +102,7 @@ std::size_t TomlTable::oneOf(const char* key, std::span<const std::string_view> 
 }
 
 TomlTable TomlTable::table(const char* key) {
-    mAllowed.emplace_back(key);
+    allow(key);
     const toml::node* node = mPlace->find(key, true);
     if (!node->is_table())
         mPlace->wrong(*node, key, std::string("a table, [") + mPlace->pathOf(key) + "]");
@@ -105,7 +110,7 @@ TomlTable TomlTable::table(const char* key) {
 }
 
 void TomlTable::forEach(const char* key, const std::function<void(TomlTable, std::size_t)>& read) {
-    mAllowed.emplace_back(key);
+    allow(key);
     const toml::node* node = mPlace->find(key, false);
     if (!node)
         return;

@@ -47,6 +47,8 @@ public:
     void finish() const;
 
 private:
+    void allow(const char* key);
+
     std::unique_ptr<Place> mPlace;
     // What was asked for, in order.
     std::vector<std::string> mAllowed;

@@ -82,20 +82,29 @@ HostProcess::~HostProcess() {
 }
 
 bool HostProcess::awaitLine(const std::vector<std::string>& texts, milliseconds limit) {
-    return awaitCondition(
-        [this, &texts] {
-            const auto found = std::find_if(mUnseen.begin(), mUnseen.end(), [&texts](const auto& line) {
-                return std::any_of(texts.begin(), texts.end(), [&line](const std::string& text) {
-                    return line.find(text) != std::string::npos;
+    return awaitOneOf(texts, limit).has_value();
+}
+
+std::optional<std::size_t> HostProcess::awaitOneOf(const std::vector<std::string>& texts,
+                                                   milliseconds limit) {
+    std::optional<std::size_t> which;
+    awaitCondition(
+        [&] {
+            for (auto line = mUnseen.begin(); line != mUnseen.end() && !which; ++line) {
+                const auto found = std::find_if(texts.begin(), texts.end(), [&line](const std::string& text) {
+                    return line->find(text) != std::string::npos;
                 });
-            });
-            if (found == mUnseen.end())
-                return false;
-            // What follows the line is still to be looked at by the next wait.
-            mUnseen.erase(mUnseen.begin(), found + 1);
-            return true;
+                if (found == texts.end())
+                    continue;
+                which = static_cast<std::size_t>(found - texts.begin());
+                // What follows the line is still to be looked at by the next wait.
+                mUnseen.erase(mUnseen.begin(), line + 1);
+                break;
+            }
+            return which.has_value();
         },
         limit);
+    return which;
 }
 
 bool HostProcess::awaitCondition(const std::function<bool()>& condition, milliseconds limit) {

@@ -32,6 +32,9 @@ public:
     bool awaitLine(const std::string& text, std::chrono::milliseconds limit) {
         return awaitLine(std::vector<std::string>{text}, limit);
     }
+    // The same, and which of them it was.
+    std::optional<std::size_t> awaitOneOf(const std::vector<std::string>& texts,
+                                          std::chrono::milliseconds limit);
     // Show lines until the condition, looked at again and again, holds; false when it did not in time.
     bool awaitCondition(const std::function<bool()>& condition, std::chrono::milliseconds limit);
     // Show what comes in this time.

@@ -1,5 +1,5 @@
 // The demonstrations. Each throws std::runtime_error at the first thing that does not
-// happen as it should.
+// happen as it should, and says at the end what became of the phones.
 #pragma once
 
 #include "phones/demo/Scene.h"
@@ -8,9 +8,9 @@ namespace zebphones {
 
 // A mouse, a tethering phone and one that is switched, all on one machine; zebhost, which
 // knows nothing of it, finds the phones and leaves the mouse alone.
-void playAll(Scene& scene, const Catalogue& catalogue);
+std::string playAll(Scene& scene, const Catalogue& catalogue);
 
-// One phone of the catalogue, to the end that its file tells.
-void playOne(Scene& scene, const PhoneFile& file);
+// One phone of the catalogue, to the end that its file tells, or that was asked for.
+std::string playOne(Scene& scene, const PhoneFile& file);
 
 } // namespace zebphones

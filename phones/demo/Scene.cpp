@@ -16,16 +16,20 @@ constexpr auto kPause = 400ms;
 
 void showHostLine(const std::string& line) { std::cout << "    zebhost | " << line << std::endl; }
 
-std::vector<std::string> command(const DemoFiles& files, const std::vector<std::string>& more) {
+std::vector<std::string> command(const DemoFiles& files, const Scene::Properties& properties,
+                                 const std::vector<std::string>& more) {
     std::vector<std::string> all = {files.zebhost, "run"};
+    for (const auto& [key, value] : properties)
+        all.insert(all.end(), {"--property", key + "=" + value});
     all.insert(all.end(), more.begin(), more.end());
     return all;
 }
 
 } // namespace
 
-Scene::Scene(const DemoFiles& files, const std::vector<std::string>& hostArguments) :
-    mHost(command(files, hostArguments), files.preload, showHostLine) {
+Scene::Scene(const DemoFiles& files, const std::vector<std::string>& hostArguments,
+             const Properties& properties) :
+    mAsked(hostArguments), mHost(command(files, properties, hostArguments), files.preload, showHostLine) {
     mHost.whileWaiting([this] { mPhones.step(); });
 }
 
@@ -42,7 +46,11 @@ void Scene::note(const std::string& who, const std::string& text) {
 
 void Scene::plug(const PhoneFile& file, int port) { mPhones.plug(file.phone, port); }
 
-void Scene::bringLinkUp(const PhoneFile& file, int port) { mLinks.add(port, file.linkAddress); }
+void Scene::bringLinkUp(const PhoneFile& file, int port) {
+    // The system knows whose interface it is before it has its address.
+    mBed.giveNetwork(port, mLinks.make(port));
+    mLinks.add(port, file.linkAddress);
+}
 
 void Scene::unplug(int port) {
     mLinks.remove(port);
@@ -56,9 +64,20 @@ void Scene::expect(const std::string& text, const std::string& meaning) {
         throw std::runtime_error("zebhost should have printed: " + text + " (" + meaning + ")");
 }
 
-// In its plain form and in JSON.
-bool Scene::hearsRule(const std::string& rule) {
-    return hears({" (" + rule + "): ", "\"rule\":\"" + rule + "\""});
+std::string Scene::hearsOutcome(const PhoneFile& file) {
+    // In its plain form and in JSON.
+    const auto formsOf = [](const std::string& rule) {
+        return std::vector<std::string>{" (" + rule + "): ", "\"rule\":\"" + rule + "\""};
+    };
+    const std::vector<std::string> rules = mAsked.rulesFor(file);
+    std::vector<std::string> all;
+    for (const std::string& rule : rules)
+        for (const std::string& form : formsOf(rule))
+            all.push_back(form);
+    const std::optional<std::size_t> which = mHost.awaitOneOf(all, kPatience);
+    if (!which)
+        throw std::runtime_error("zebhost should have judged it by the rule " + file.expect.rule);
+    return mAsked.outcomeOf(file, rules.at(*which / 2));
 }
 
 void Scene::pause(std::chrono::milliseconds time) { mHost.showFor(time); }

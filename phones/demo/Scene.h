@@ -4,10 +4,12 @@
 
 #include "phones/Catalogue.h"
 #include "phones/PhoneLinks.h"
+#include "phones/demo/Asked.h"
 #include "phones/demo/HostProcess.h"
 #include "phones/usbfs/LivePhones.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zebphones {
@@ -21,7 +23,11 @@ struct DemoFiles {
 
 class Scene {
 public:
-    Scene(const DemoFiles& files, const std::vector<std::string>& hostArguments);
+    using Properties = std::vector<std::pair<std::string, std::string>>;
+
+    // zebhost gets the properties, then the further arguments that were asked for.
+    Scene(const DemoFiles& files, const std::vector<std::string>& hostArguments,
+          const Properties& properties);
 
     // The next step of the story.
     void tell(const std::string& text);
@@ -34,12 +40,11 @@ public:
     void unplug(int port);
     LivePhones& phones() { return mPhones; }
 
-    // zebhost tells something with one of the texts; false when it did not within a few seconds.
-    bool hears(const std::vector<std::string>& texts);
     // Throws std::runtime_error when zebhost does not.
     void expect(const std::string& text, const std::string& meaning);
-    // What it says of a device, by the name of the rule.
-    bool hearsRule(const std::string& rule);
+    // What becomes of the phone, by the rule that zebhost says; see Asked. Throws std::runtime_error when it
+    // says none that fits the phone's file and what was asked.
+    std::string hearsOutcome(const PhoneFile& file);
     void pause(std::chrono::milliseconds time);
 
     void start();
@@ -47,9 +52,13 @@ public:
     void stop();
 
 private:
+    // zebhost tells something with one of the texts; false when it did not within a few seconds.
+    bool hears(const std::vector<std::string>& texts);
+
     Testbed mBed;
     LivePhones mPhones{mBed};
     PhoneLinks mLinks;
+    const Asked mAsked;
     HostProcess mHost;
     int mStep = 0;
 };

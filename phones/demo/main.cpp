@@ -90,15 +90,10 @@ int play(const Options& options, const zebphones::Catalogue& catalogue) {
     const auto begin = std::chrono::steady_clock::now();
     // Read before anything is started: a wrong name is known at once.
     const auto file = options.phone.empty() ? std::nullopt : std::optional(catalogue.load(options.phone));
-    zebphones::Scene scene(filesOf(std::filesystem::read_symlink("/proc/self/exe")), options.hostArguments);
-    if (file)
-        playOne(scene, *file);
-    else
-        playAll(scene, catalogue);
+    zebphones::Scene scene(filesOf(std::filesystem::read_symlink("/proc/self/exe")), options.hostArguments,
+                           file ? file->properties : zebphones::Scene::Properties());
+    const std::string end = file ? playOne(scene, *file) : playAll(scene, catalogue);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    const std::string end =
-        file ? "As its file says: " + file->expect.outcome
-             : "Both phones were found, switched and withdrawn as they should, the mouse left alone";
     std::printf("\n%s; %.1f seconds.\n", end.c_str(), took.count());
     return 0;
 }

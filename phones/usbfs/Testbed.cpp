@@ -3,6 +3,7 @@
 #include "phones/usbfs/SysfsEntry.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
@@ -93,6 +94,10 @@ int Testbed::nextAddress(int number) {
                              " is full: it has numbers for 126 devices; plug into another bus");
 }
 
+void Testbed::giveNetwork(UsbPort port, const std::string& name) {
+    std::filesystem::create_directories(root() + sysPath(port) + "/" + port.name() + ":1.0/net/" + name);
+}
+
 void Testbed::unplug(UsbPort port) { takeAway(port); }
 
 std::shared_ptr<PhoneModel> Testbed::takeAway(UsbPort port) {
@@ -101,6 +106,8 @@ std::shared_ptr<PhoneModel> Testbed::takeAway(UsbPort port) {
     plugged.device->pull();
     plugged.device->removeNode();
     umockdev_testbed_uevent(mBed.get(), sysPath(port).c_str(), "remove");
+    std::error_code ignored;
+    std::filesystem::remove_all(root() + sysPath(port) + "/" + port.name() + ":1.0", ignored);
     umockdev_testbed_remove_device(mBed.get(), sysPath(port).c_str());
     handlerOf(*plugged.device).setDevice(nullptr);
     return plugged.model;

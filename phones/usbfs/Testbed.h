@@ -41,6 +41,8 @@ public:
     // The two steps of that, apart.
     std::shared_ptr<PhoneModel> takeAway(UsbPort port);
     std::shared_ptr<UsbfsDevice> bringBack(std::shared_ptr<PhoneModel> model, UsbPort port);
+    // A driver has made a network interface of this name of the plugged device's first interface.
+    void giveNetwork(UsbPort port, const std::string& name);
 
     // Of a plugged device.
     UsbfsDevice& at(UsbPort port) { return *mPlugged.at(port).device; }

@@ -14,6 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr char kStays[] = "asked to switch, stays";
 constexpr char kWaits[] = "waits for its link";
 constexpr auto kLook = 10ms;
 // Off the bus when they switch. Phones take half a second; nobody waits for that here.
@@ -33,11 +34,28 @@ bool contains(const std::vector<std::string>& events, std::string_view event) {
 // Without bus and device, which differ from run to run.
 std::string command(const std::string& value) { return value.substr(0, value.find(";bus=")); }
 
-zebhost::RunOptions withPlugin() {
+zebhost::RunOptions withPlugin(const std::vector<std::pair<std::string, std::string>>& properties) {
     zebhost::RunOptions options;
+    options.properties = properties;
     options.plugin = PluginUnderTest::path();
     options.logLevel = ZEBDiscoveryLogSeverityDebug;
     return options;
+}
+
+// It has acknowledged the request and does not obey it, which only its own record tells.
+bool hasStayed(const LivePhones& phones, int port) {
+    const auto device = phones.deviceAt(port);
+    if (!device)
+        return false;
+    bool stayed = false;
+    device->withModel([&stayed](const PhoneModel& model) {
+        const auto& received = model.received();
+        const bool isAsked = std::any_of(received.begin(), received.end(), [](const Exchange& exchange) {
+            return exchange.setup.request == kStartAccessory && exchange.reaction == Reaction::Answer;
+        });
+        stayed = isAsked && !model.switchRequested() && !model.inAccessoryMode();
+    });
+    return stayed;
 }
 
 } // namespace
@@ -86,23 +104,32 @@ const CatalogueRun& CatalogueRun::instance() {
 
 CatalogueRun::CatalogueRun() {
     const Catalogue catalogue;
-    // What waits for a link must not see another phone's: it goes first.
-    Files first;
-    Files others;
+    // By what the host tells them. What waits for a link must not see another phone's: it goes first.
+    std::map<Properties, std::vector<Files>> hosts;
+    int port = 0;
     for (const std::string& name : catalogue.names()) {
         PhoneFile file = catalogue.load(name);
         file.phone.away = kAway;
-        Files& files = file.expect.outcome == kWaits ? first : others;
-        files.emplace(static_cast<int>(first.size() + others.size()) + 1, std::move(file));
+        std::vector<Files>& turns = hosts[file.properties];
+        turns.resize(2);
+        turns[file.expect.outcome == kWaits ? 0 : 1].emplace(++port, std::move(file));
     }
     Testbed bed;
-    zebhost::LiveRun run(withPlugin());
-    run.waitFor({{"event", "started"}});
+    for (const auto& [properties, turns] : hosts)
+        run(bed, properties, turns);
+}
+
+void CatalogueRun::run(Testbed& bed, const Properties& properties, const std::vector<Files>& turns) {
+    mRead = 0;
+    mStories = Stories();
+    zebhost::LiveRun host(withPlugin(properties));
+    host.waitFor({{"event", "started"}});
     LivePhones phones(bed);
-    play(run, phones, first);
-    play(run, phones, others);
-    mStatus = run.end();
-    mViolations = run.of("violation", "text");
+    for (const Files& files : turns)
+        play(host, phones, files);
+    mStatus = std::max(mStatus, host.end());
+    for (const std::string& violation : host.of("violation", "text"))
+        mViolations.push_back(violation);
 }
 
 void CatalogueRun::play(zebhost::LiveRun& run, LivePhones& phones, const Files& files) {
@@ -114,9 +141,10 @@ void CatalogueRun::play(zebhost::LiveRun& run, LivePhones& phones, const Files& 
             links.add(port, file.linkAddress);
         phones.plug(file.phone, port);
     }
-    stepUntil(run, phones, [&] { return isAsExpected(files); });
+    stepUntil(run, phones, [&] { return isAsExpected(phones, files); });
     for (const auto& [port, file] : files) {
-        mResults[file.name] = {mStories.of(nameOfPort(port)), phones.calls(port), phones.received(port)};
+        mResults[file.name] = {mStories.of(nameOfPort(port)), outcomeAt(phones, port), phones.calls(port),
+                               phones.received(port)};
         phones.unplug(port);
     }
     for (const auto& [address, port] : addresses)
@@ -143,10 +171,15 @@ void CatalogueRun::lookAt(zebhost::LiveRun& run) {
         mStories.read(run.lines()[mRead]);
 }
 
-bool CatalogueRun::isAsExpected(const Files& files) {
+std::string CatalogueRun::outcomeAt(const LivePhones& phones, int port) {
+    const std::string told = mStories.of(nameOfPort(port)).outcome();
+    return told.empty() && hasStayed(phones, port) ? kStays : told;
+}
+
+bool CatalogueRun::isAsExpected(const LivePhones& phones, const Files& files) {
     std::size_t waiting = 0;
     for (const auto& [port, file] : files) {
-        if (mStories.of(nameOfPort(port)).outcome() != file.expect.outcome)
+        if (outcomeAt(phones, port) != file.expect.outcome)
             return false;
         waiting += file.expect.outcome == kWaits ? 1 : 0;
     }

@@ -28,7 +28,7 @@ struct Story {
     // In order: "added", "published", "lost", "destroyed", and the commands that were answered.
     std::vector<std::string> entities{};
 
-    // As a phone's file would say it; "" while nothing has come of the phone yet.
+    // As a phone's file would say it; "" while the host has told of nothing that came of the phone.
     std::string outcome() const;
 };
 
@@ -58,6 +58,8 @@ public:
     // What became of a phone, and what it had been sent in all its modes.
     struct Result {
         Story story{};
+        // As a phone's file would say it.
+        std::string outcome{};
         std::size_t calls = 0;
         std::vector<zebphones::Exchange> received{};
     };
@@ -73,18 +75,23 @@ private:
     // Each with the port that it is plugged into.
     using Files = std::map<int, zebphones::PhoneFile>;
 
+    using Properties = std::vector<std::pair<std::string, std::string>>;
+
     CatalogueRun();
+    // One host with these properties, for all these phones in turn.
+    void run(zebphones::Testbed& bed, const Properties& properties, const std::vector<Files>& turns);
     // Until everything has come out as the files say, or for too long.
     void play(zebhost::LiveRun& run, zebphones::LivePhones& phones, const Files& files);
     void stepUntil(zebhost::LiveRun& run, zebphones::LivePhones& phones, const std::function<bool()>& done);
-    bool isAsExpected(const Files& files);
+    bool isAsExpected(const zebphones::LivePhones& phones, const Files& files);
+    std::string outcomeAt(const zebphones::LivePhones& phones, int port);
     void lookAt(zebhost::LiveRun& run);
 
     std::size_t mRead = 0;
     Stories mStories;
     std::map<std::string, Result> mResults;
     std::vector<std::string> mViolations;
-    zebhost::ExitStatus mStatus = zebhost::kExitFailed;
+    zebhost::ExitStatus mStatus = zebhost::kExitDone;
 };
 
 } // namespace zebtest

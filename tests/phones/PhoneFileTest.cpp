@@ -41,6 +41,9 @@ string = 3
 does = "short"
 moved = 4
 after-ms = 20
+[host]
+aapserial = "S2"
+aapmodel = ""
 [link]
 address = "10.1.2.3"
 [expect]
@@ -65,6 +68,7 @@ TEST(APhoneFile, SaysEverythingOfAPhone) {
     EXPECT_EQ(file.name, "test-phone");
     EXPECT_EQ(file.about, "everything that can be said");
     EXPECT_EQ(file.linkAddress, "10.1.2.3");
+    EXPECT_THAT(file.properties, ElementsAre(Pair("aapmodel", ""), Pair("aapserial", "S2")));
     EXPECT_EQ(file.phone.name, "test-phone");
     EXPECT_EQ(file.phone.protocolVersion, 2);
     EXPECT_TRUE(file.phone.stallsEmptyStrings);
@@ -159,7 +163,7 @@ const Mistake kMistakes[] = {
     {"about = 7", "x.toml:1:9: \"about\" must be a text in quotes"},
     {"about = \"a\"", "x.toml:1:1: \"usb\" is missing at the top"},
     {least("colour = 1\n"), "x.toml:2:1: unknown key \"colour\" at the top; allowed: about, usb, protocol, "
-                            "switched, switched-with-audio, fault, link, expect"},
+                            "switched, switched-with-audio, fault, host, link, expect"},
     {least("usb = 3\n").substr(0, 20), "x.toml:2:7: \"usb\" must be a table, [usb]"},
     {least("", "prodct = 1\n"),
      "x.toml:8:1: unknown key \"prodct\" in [usb]; allowed: vendor, product, class, "
@@ -189,6 +193,9 @@ const Mistake kMistakes[] = {
     {least("", "[link]\naddress = \"192.168.42\"\n"),
      "x.toml:9:11: \"address\" is no IPv4 address, such as \"192.168.42.23\""},
     {least("", "", "offered = false\n"), "x.toml:13:11: "},
+    {least("", "[host]\naapseriel = \"\"\n"),
+     "x.toml:9:1: unknown key \"aapseriel\" in [host]; allowed: aapmanufacturer, aapmodel, aapdescription, "
+     "aapversion, aapuri, aapserial"},
     {least("", "", "verdict = \"no\"\n"), "x.toml:13:1: unknown key \"verdict\" in [expect]; allowed: rule, "
                                           "offered, interest, reason, outcome, gadget-lacks"},
 };

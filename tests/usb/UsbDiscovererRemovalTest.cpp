@@ -165,6 +165,23 @@ TEST_F(TheHostDestroys, AnEntityFromInsideItsAnswers) {
     EXPECT_EQ(happened(), removed(all[2]));
 }
 
+TEST_F(TheHostDestroys, AnEntityFromInsideTheAnswerThatItsTimeoutBrought) {
+    ZEBDiscovererEntity* entity = offer(accessory);
+    const void* request = host.fetch(entity, "zebcmd");
+    forget();
+    destroyInside("fetchComplete", {entity});
+
+    host.expireEntityTimer(entity);
+
+    const char* const command = "zebcmd:v=1;t=USBAAP;bus=1;dev=4";
+    EXPECT_EQ(told(), joined({{{"allocString", {command, -1}},
+                               {"fetchComplete", {entity, "zebcmd", request, 0, command}},
+                               released(accessory),
+                               cancelled(entity),
+                               cancelled(entity),
+                               {"freeString", {command}}}}));
+}
+
 TEST_F(TheHostDestroys, AnEntityAndOthersFromInsideTheLossThatItsTimeoutBrought) {
     for (int attempt = 2; attempt <= 20; ++attempt)
         host.expireEntityTimer(all[1]);

@@ -286,7 +286,7 @@ TEST_F(AnEntity, CanBeStartedAgainEvenIfTheHostWouldNotCancelItsTimer) {
     host.on["setEntityTimer"] = [] { throw std::runtime_error("no timers"); };
     EXPECT_THROW(entity->stop(), std::runtime_error);
     host.on["setEntityTimer"] = nullptr;
-    forget();
+    entity->ports = {Status::TryLater};
 
     EXPECT_TRUE(entity->handleTimeout()) << "it waits no more, with some of its budget left";
 

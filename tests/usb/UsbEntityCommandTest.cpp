@@ -107,6 +107,21 @@ TEST_F(AnEntityThatIsAsked, LeavesAFetchPendingWhenTheLinkIsGoneAndItIsStartedSt
     EXPECT_THAT(answers(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
 }
 
+TEST_F(AnEntityThatIsAsked, AnswersCancelledThoughAFetchIsPending) {
+    entity->start();
+    entity->cancelPendingFetch();
+    giveCommand(-1);
+    entity->ports = {Status::TryLater};
+    const void* kept = fetch("zebcmd");
+    forget();
+
+    const void* request = fetch("zebcmd");
+
+    EXPECT_THAT(happened(), ElementsAre(answer("zebcmd", request, 11, nullptr)));
+    entity->cancelPendingFetch();
+    EXPECT_THAT(happened(), ElementsAre(answer("zebcmd", kept, 11, nullptr)));
+}
+
 TEST_F(AnEntityThatIsAsked, FreesAnOlderKeyWhenItKeepsANewerFetch) {
     fetchQuietly("zebcmd");
     giveCommand(500000);

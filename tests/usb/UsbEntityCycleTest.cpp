@@ -53,6 +53,20 @@ TEST_F(AnEntity, WaitsForItsCommandWhenThePortIsOpen) {
                 ElementsAre(timer(kCancel), kOpenPort, logged(80, "Port opened successfully"), timer(kWait)));
 }
 
+TEST_F(AnEntity, WaitsForItsCommandBeforeTheTimerIsArmed) {
+    const int descriptor = giveHandle();
+    host.on["setEntityTimer"] = [&] {
+        if (!host.entityTimers().contains(handle()))
+            return;
+        host.on["setEntityTimer"] = nullptr;
+        entity->handleTimeout();
+    };
+
+    entity->start();
+
+    EXPECT_FALSE(isOpen(descriptor)) << "the end of a wait closes it";
+}
+
 TEST_F(AnEntity, WaitsForNothingWhenOpeningThePortGaveTheCommand) {
     entity->inOpenPort = [&] { entity->setZebCmd(500000); };
 

@@ -92,6 +92,16 @@ TEST_F(AnEntityWithAnEvent, WaitsNoMoreBeforeItLooksAtTheEvent) {
     EXPECT_FALSE(entity->handleTimeout());
 }
 
+TEST_F(AnEntityWithAnEvent, LeavesItsWaitBehindWhenItIsStarted) {
+    entity->handleEvent(&five); // waits, though it was not started
+    entity->ports = {Status::TryLater};
+    entity->start(); // budget 20
+
+    for (int left = 19; left >= 1; --left)
+        ASSERT_TRUE(entity->handleTimeout()) << left << ": a wait would have cost one more";
+    EXPECT_FALSE(entity->handleTimeout());
+}
+
 TEST_F(AnEntityWithAnEvent, StopsTheProcessWithoutAHandleBeforeItsTimerIsCancelled) {
     host.on["setEntityTimer"] = [] { throw std::runtime_error("too late"); };
 

@@ -9,7 +9,7 @@ NO_CALL = {"if", "for", "while", "switch", "catch", "sizeof", "decltype", "align
 DECLARATION = re.compile(r"^(?:(?:static|const|constexpr|thread_local|unsigned|signed) )*[\w:]+(?:<[^;=]*>)?"
                          r"(?: const)?[ *&]+(?:const )?(?P<name>\w+)(?:\[[^;]*\])?(?: =|\(|\{|;)")
 NO_DECLARATION = {"return", "throw", "delete", "new", "goto", "case", "else", "using", "typedef"}
-PLAIN_ASSIGNMENT = re.compile(r"^(\w+) = ([\w:']+);$")
+PLAIN_ASSIGNMENT = re.compile(r"^((\w+)[\w.]*) = ([\w:'.\[\]]+);$")
 KINDS = {"value": re.compile(r"^(?:-?\d[\w.']*|(?:\w+::)*(?:k[A-Z]\w*|ZEB\w+|[A-Z][A-Z_]+\d*)|sizeof\b.*|true|false)$"),
          "place": re.compile(r'^(?:".*"|this|&.*|\{.*\}|\[.*\}|\w+\.c_str\(\))$', re.DOTALL)}
 CONSTANT = re.compile(r"^(?:\w+::)*(?:k[A-Z]\w*|ZEB\w+)$|^(?:\w+::)+[A-Z]\w*$")
@@ -34,7 +34,8 @@ def cannot_tell_apart(one, other):
     """Two plain values that get their places, or two variables that nothing is called for: order means nothing."""
     values = [PLAIN_ASSIGNMENT.match(statement.text) for statement in (one, other)]
     if all(values):
-        return not (mentions(values[0][1], other.text) or mentions(values[1][1], one.text))
+        (place, root, value), (other_place, other_root, other_value) = (found.groups() for found in values)
+        return place != other_place and not (mentions(root, other_value) or mentions(other_root, value))
     return all(declared(statement) and "(" not in statement.text for statement in (one, other))
 
 

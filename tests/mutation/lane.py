@@ -22,13 +22,13 @@ TESTS = {
     "mxcommon": ["mxcommon-faults-test", "mxcommon-test", "common-test", LOCK_RULES, "libusbthread-test",
                  "handshake-test"],
     "common": ["common-test", "mxcommon-faults-test", "mxcommon-test", "usb-test", "asan/common-test",
-               "handle-threads-test", "plugin-entry-test", "libusbthread-test", "handshake-test",
-               "random-calls-test", "failure-points-test"],
-    "usb": ["usb-test", "asan/usb-test", "plugin-entry-test", "handshake-test", "random-calls-test",
-            "failure-points-test"],
+               "handle-threads-test", "plugin-entry-test", "throwing-host-test", "libusbthread-test",
+               "handshake-test", "random-calls-test", "failure-points-test"],
+    "usb": ["usb-test", "asan/usb-test", "plugin-entry-test", "throwing-host-test", "handshake-test",
+            "random-calls-test", "failure-points-test"],
 }
 # Of the plug-in's file: they see no header.
-LOADERS = {"plugin-entry-test", "handshake-test", "random-calls-test", "failure-points-test"}
+LOADERS = {"plugin-entry-test", "throwing-host-test", "handshake-test", "random-calls-test", "failure-points-test"}
 # Not optimised and without debug information, which no test looks at: that halves the time to build. A name that is
 # not used any more is no find: the order and the effect of statements are for tests to hold.
 FLAGS = "-O0 -Wno-cpp -Wno-unused -Wno-unused-parameter"
@@ -179,8 +179,8 @@ class Lane:
             path.write_text(source)
 
     def together(self, mutants, tests):
-        """All that can be built in one program: the compiler tells by their lines which can't."""
-        path = self.tree / mutants[0].path
+        """All that can be built in one program: the compiler tells by their lines, or by lines near, which can't."""
+        path, margin = self.tree / mutants[0].path, 0
         left = mutants if path.suffix == ".cpp" else []
         while True:
             schemata = Schemata(mutants[0].source, left)
@@ -191,10 +191,12 @@ class Lane:
             built = self.build(tests[0])
             if not built.returncode:
                 return schemata
-            lines = {int(line) for line in re.findall(rf"{path.name}:(\d+):\d+: error", built.stdout)}
-            fitting = [mutant for mutant in left if mutant.key in schemata.numbers and
-                       not any(mutant.number <= line <= mutant.number + mutant.old.count("\n") for line in lines)]
-            left = fitting if len(fitting) < len(schemata.numbers) else []
+            lines = [int(line) for line in re.findall(rf"{path.name}:(\d+):\d+: error", built.stdout)]
+            left = [mutant for mutant in left if mutant.key in schemata.numbers and
+                    not any(mutant.is_near(line, margin) for line in lines)]
+            margin = 0 if len(left) < len(schemata.numbers) else 4 * margin + 4
+            if margin > 1000:
+                left = []
 
     def verdict(self, mutant, tests, before=None, together=None):
         """Who finds it, and by what; nobody when it survives."""

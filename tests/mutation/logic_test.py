@@ -205,6 +205,12 @@ class Playing(unittest.TestCase):
                          [("the compiler", "not so"), (None, ""), (None, "")])
         self.assertNotIn("zebMutant(2)", self.texts[1])
 
+    def test_takes_out_more_when_the_compiler_names_another_line(self):
+        refused, built = (1, "A.cpp:5:5: error: not so"), GOOD
+
+        self.assertEqual(self.several(self.lane(refused, refused, *[built, GOOD] * 3)), [(None, "")] * 3)
+        self.assertEqual(self.several(self.lane(*[(1, "no space left")] * 5, *[built, GOOD] * 3)), [(None, "")] * 3)
+
     def test_builds_each_by_itself_when_another_way_refuses_them_together(self):
         refused, built = (1, "A.cpp:2:5: error: not so"), GOOD
 

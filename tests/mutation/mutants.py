@@ -37,6 +37,10 @@ class Mutant:
         lines = max(0, self.old.count("\n") - self.new.count("\n"))
         return self.source[:self.start] + self.new + lines * "\n" + self.source[self.end:]
 
+    def is_near(self, line, margin):
+        """Does it touch that line, or one so many lines away?"""
+        return self.number - margin <= line <= self.number + self.old.count("\n") + margin
+
     def __str__(self):
         return f"{self.path}:{self.number}: {self.told}"
 

@@ -22,8 +22,8 @@ def declared(statement):
 
 
 def speaks_to_compiler(statement):
-    return (statement.head in ("using", "typedef", "constexpr", "static_assert", "[") or
-            "constexpr" in statement.text[:20])
+    heads = ("using", "typedef", "constexpr", "static_assert", "[", "struct", "class", "enum", "union")
+    return statement.head in heads or "constexpr" in statement.text[:20]
 
 
 def mentions(name, text):

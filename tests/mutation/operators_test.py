@@ -69,6 +69,7 @@ class Delete(Operator):
 
     def test_leaves_alone_what_has_no_effect_or_another_name(self):
         self.becomes("delete", {body: [] for body in (
+            "struct A { int x; };",
             "int x = 1; return x;", "return 1;", "if (x) a();", "while (x) a();", "using B = A;", ";", "{ }")})
         self.assertEqual(broken("delete", "switch (x) { case 1: a(); break; }"),
                          ["switch (x) { case 1: ; break; }", ";"])

@@ -105,6 +105,9 @@ extern "C" {
 int libusb_submit_transfer(libusb_transfer* transfer) { return gpScript->submit(transfer); }
 int libusb_cancel_transfer(libusb_transfer* transfer) { return gpScript->cancel(transfer); }
 int libusb_handle_events_timeout(libusb_context*, timeval* timeout) {
-    return gpScript->handleEvents(*timeout);
+    const int result = gpScript->handleEvents(*timeout);
+    // Its to change: who asks again says again for how long.
+    *timeout = {};
+    return result;
 }
 }

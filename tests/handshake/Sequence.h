@@ -5,6 +5,7 @@
 #include "tests/handshake/NodeAccess.h"
 #include "tests/handshake/Rig.h"
 
+#include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libusb.h>

@@ -65,6 +65,26 @@ TEST_F(ATransfer, OfTheStartLooksAtLibusbOnceMoreWhenAnswered) {
     EXPECT_EQ(taken(), event(finished(0, 0), {events()}));
 }
 
+PhoneDescription phoneOfVersionZero() {
+    PhoneDescription description = loadPhone("accessory");
+    description.protocolVersion = 0;
+    return description;
+}
+
+class AVersionOfZero : public ATransfer {
+protected:
+    AVersionOfZero() : ATransfer(phoneOfVersionZero()) {}
+};
+
+TEST_F(AVersionOfZero, EndsTheEntityWithALineAndNoOtherRequest) {
+    advanceTo(0);
+
+    rig.completeOne();
+
+    EXPECT_EQ(taken(), (Calls{timer(-1), events(), finished(0, 2),
+                              line(10, "Unknown AAP protocol version returned 0"), lost()}));
+}
+
 class ARefusedTransfer : public ATransfer, public WithParamInterface<std::size_t> {
 protected:
     ARefusedTransfer() : ATransfer(phoneThatReacts(Reaction::RefusedNoDevice, GetParam())) {}

@@ -51,7 +51,7 @@ def programs_for(mutants):
 
 def complaint(output):
     """The compiler's; any other trouble of a build says nothing of the mutant."""
-    error = re.search(r"\berror: (.*)", output)
+    error = re.search(r"\b[Ee]rror: (.*)", output)  # the assembler begins with a capital
     return error[1] if error else sys.exit(output)
 
 

@@ -143,6 +143,7 @@ class Playing(unittest.TestCase):
             (good, (-9, "[ RUN      ] A.Hangs\n", "hangs")): ("first-test", "A.Hangs"),
             (good, good, good, (8, red), (8, red)): ("second-test", "A.Works"),
             ((1, "A.cpp:1: error: too much"),): ("the compiler", "too much"),
+            ((1, "a.s:1: Error: no such instruction"),): ("the compiler", "no such instruction"),
         }.items():
             with self.subTest(outcomes):
                 self.assertEqual(self.verdict(self.lane(*outcomes)), found)

@@ -24,9 +24,11 @@ Function* real(Function*, const char* name) {
 LibUsbSpy& spy() { return LibUsbSpy::instance(); }
 
 void runHook(const char* function) {
-    const auto hook = spy().on.find(function);
-    if (hook != spy().on.end() && hook->second)
-        hook->second();
+    const auto found = spy().on.find(function);
+    if (found == spy().on.end() || !found->second)
+        return;
+    const std::function<void()> hook = found->second; // the hook may replace itself
+    hook();
 }
 
 template <class... Arguments>

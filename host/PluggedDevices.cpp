@@ -25,8 +25,6 @@ std::unique_ptr<T, Unref> owned(T* result, const char* call) {
     return std::unique_ptr<T, Unref>(result);
 }
 
-bool isRootHub(const UsbDevice& device) { return device.port.starts_with("usb"); }
-
 } // namespace
 
 std::vector<UsbDevice> pluggedDevices() {
@@ -43,7 +41,7 @@ std::vector<UsbDevice> pluggedDevices() {
         std::unique_ptr<udev_device, Unref> device(
             udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
         std::optional<UsbDevice> read = device ? readUsbDevice(device.get()) : std::nullopt;
-        if (read && !isRootHub(*read))
+        if (read && !read->isRootHub())
             found.push_back(std::move(*read));
     }
     std::sort(found.begin(), found.end(), [](const UsbDevice& a, const UsbDevice& b) {

@@ -31,6 +31,9 @@ struct UsbDevice {
 
     UsbAddress address() const { return {bus, device, port}; }
 
+    /** Part of the machine rather than plugged in: the kernel names it "usb1". */
+    bool isRootHub() const { return port.starts_with("usb"); }
+
     /** Four lower-case hexadecimal digits. */
     std::string vendorId() const;
     std::string productId() const;

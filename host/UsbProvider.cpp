@@ -12,7 +12,6 @@ namespace {
 
 constexpr char kSubsystem[] = "usb";
 constexpr char kDeviceType[] = "usb_device";
-constexpr uint8_t kHubClass = 9;
 // Room for the burst of a hub that is plugged in full.
 constexpr int kMonitorBufferBytes = 1024 * 1024;
 
@@ -102,7 +101,7 @@ void UsbProvider::report(udev_device* device) {
     if (type == nullptr || std::string_view(type) != kDeviceType)
         return;
     std::optional<UsbDevice> read = readUsbDevice(device);
-    if (!read || read->descriptors.deviceClass == kHubClass)
+    if (!read || read->isRootHub())
         return;
     mReported.insert(read->port);
     mHandlers.seen(*read);

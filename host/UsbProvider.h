@@ -16,9 +16,8 @@ struct udev_monitor;
 namespace zebhost {
 
 /**
- * The real provider "usb": what is plugged and what comes and goes, as the kernel tells. Hubs are
- * left out: they are part of the bus, and a request that they do not know can upset what hangs on
- * them.
+ * The real provider "usb": what is plugged and what comes and goes, as the kernel tells. The
+ * machine's own hubs are left out; one that is plugged in is told of like any device.
  *
  * Where udevd runs its messages are used, which come when its rules are done (and with them the
  * access rights of the device's node); elsewhere the kernel's own. No udev database is needed.

@@ -148,8 +148,7 @@ std::string playOne(Scene& scene, const PhoneFile& file) {
     scene.start();
     scene.tell("Plugged in: " + ids(file) + ", " + file.about + ".");
     scene.plug(file, kPort);
-    // A hub is part of the bus: nothing is said of it.
-    const std::string outcome = file.expect.rule == "hub" ? file.expect.outcome : scene.hearsOutcome(file);
+    const std::string outcome = scene.hearsOutcome(file);
     const bool isDenied = outcome == kNeverOffered && outcome != file.expect.outcome;
     if (!file.linkAddress.empty()) {
         scene.tell("Its network interface gets the address " + file.linkAddress + ".");

@@ -125,16 +125,35 @@ TEST(ARun, TellsAPhoneThatWasPluggedBeforeLikeOneThatComesLater) {
     EXPECT_EQ(before.of("device", "name"), after.of("device", "name"));
 }
 
-TEST(ARun, LeavesHubsAlone) {
+TEST(ARun, SaysOfAHubThatItIsWithheld) {
     zebphones::Testbed bed;
     bed.plug(zebphones::loadPhone("hub"), 1);
-    bed.plug(zebphones::loadPhone("rndis"), 2);
-    LiveRun run(withTestPlugin(""));
+    RunOptions options = withTestPlugin("");
+    options.policy.offerAll = true;
+    LiveRun run(options);
 
-    run.waitFor({{"event", "value"}, {"key", "zebcmd"}});
+    nlohmann::json verdict = run.waitFor({{"event", "verdict"}});
+    bed.unplug(1);
+    run.waitFor({{"event", "device"}, {"action", "remove"}});
 
     EXPECT_EQ(run.end(), kExitDone);
-    EXPECT_THAT(run.of("device", "name"), ElementsAre(EndsWith("(usb 1-2)")));
+    EXPECT_EQ(verdict["port"], "1-1");
+    EXPECT_EQ(verdict["rule"], "hub");
+    EXPECT_EQ(verdict["offered"], false);
+    EXPECT_THAT(run.of("interest", "level"), IsEmpty());
+}
+
+TEST(ARun, SaysNothingOfTheMachinesOwnHubs) {
+    zebphones::GObjectPtr<UMockdevTestbed> bed(umockdev_testbed_new());
+    for (const char* path : {"/devices/pci0000:00/usb1", "/devices/pci0000:00/usb1/1-1"}) {
+        std::string entry = zebphones::sysfsEntry(path, zebphones::loadPhone("hub").normal, 1, 1);
+        umockdev_testbed_add_from_string(bed.get(), entry.c_str(), nullptr);
+    }
+    Lines lines;
+
+    EXPECT_EQ(runAWhile(withTestPlugin(""), lines), kExitDone);
+
+    EXPECT_THAT(lines.of("device", "name"), ElementsAre("Hub (usb 1-1)"));
 }
 
 std::string withoutConfiguration(std::string entry) {

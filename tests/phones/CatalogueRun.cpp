@@ -19,8 +19,7 @@ constexpr char kWaits[] = "waits for its link";
 constexpr auto kLook = 10ms;
 // Off the bus when they switch. Phones take half a second; nobody waits for that here.
 constexpr auto kAway = 100ms;
-// Uevents that the host has not told of yet. A listener of the bed has room for ten; of
-// hubs a host tells nothing.
+// Uevents that the host has not told of yet. A listener of the bed has room for ten.
 constexpr std::size_t kMostUnseen = 5;
 // The slowest phone needs a bit over five seconds; a busy machine may need many times that.
 constexpr auto kPatience = 200s;
@@ -73,7 +72,7 @@ std::string Story::outcome() const {
     if (contains(entities, "published"))
         return kWaits;
     const bool isOffered = std::any_of(verdicts.begin(), verdicts.end(), [](auto& v) { return v.offered; });
-    return isOffered ? "" : "never offered";
+    return verdicts.empty() || isOffered ? "" : "never offered";
 }
 
 void Stories::read(const json& line) {

@@ -20,15 +20,17 @@ class TheUdevRules(unittest.TestCase):
         self.installed = scratch.installed_root() / "usr/lib/udev/rules.d/60-zebhost.rules"
         self.exclusive = scratch.installed_root() / "usr/share/zebhost/udev/68-zebhost-exclusive.rules"
 
-    def descriptors(self, interface, ids):
+    def descriptors(self, interfaces, ids):
+        """interfaces: six digits each, of one configuration."""
         vendor, product = (int(half, 16).to_bytes(2, "little") for half in ids.split(":"))
         device = bytes([18, 1, 0, 2, 0, 0, 0, 64]) + vendor + product + bytes([0, 1, 1, 2, 3, 1])
-        configuration = bytes([9, 2, 25, 0, 1, 1, 0, 128, 50])
-        return device + configuration + bytes([9, 4, 0, 0, 1]) + bytes.fromhex(interface) + bytes([0]) + \
-            bytes([7, 5, 129, 2, 0, 2, 0])
+        parts = [bytes([9, 4, number, 0, 1]) + bytes.fromhex(interface) + bytes([0, 7, 5, 129 + number, 2, 0, 2, 0])
+                 for number, interface in enumerate(interfaces.split(":"))]
+        length = (9 + sum(map(len, parts))).to_bytes(2, "little")
+        return device + bytes([9, 2]) + length + bytes([len(parts), 1, 0, 128, 50]) + b"".join(parts)
 
-    def told(self, interface, ids, *rules):
-        """What udev says of a device with this interface that is plugged in."""
+    def told(self, interfaces, ids, *rules):
+        """What udev says of a device with these interfaces that is plugged in."""
         vendor, product = ids.split(":")
         record = scratch.SCRATCH / "device.umockdev"
         record.write_text(textwrap.dedent(f"""\
@@ -42,7 +44,7 @@ class TheUdevRules(unittest.TestCase):
             A: idVendor={vendor}\\n
             A: idProduct={product}\\n
             A: bDeviceClass=00\\n
-            H: descriptors={self.descriptors(interface, ids).hex()}
+            H: descriptors={self.descriptors(interfaces, ids).hex()}
             """))
         steps = ["for folder in /etc/udev/rules.d /run /dev; do mount -t tmpfs none $folder; done",
                  f"cp {' '.join(map(str, rules))} /etc/udev/rules.d",
@@ -72,6 +74,33 @@ class TheUdevRules(unittest.TestCase):
                 told = self.told(interface, "18d1:4ee7", *rules).splitlines()
                 self.assertEqual([mark for mark in marks if mark in told], marked)
 
+    def test_mark_only_what_zebhost_offers_too(self):
+        camera = scratch.SCRATCH / "65-camera.rules"
+        camera.write_text('ENV{ID_GPHOTO2}="1"\n')
+
+        for interfaces, ids, name, is_marked in (
+                ("060101", "18d1:4ee1", "a phone's pictures", True), ("ffff00", "04e8:6860", "a phone's files", True),
+                ("060101", "04a9:3218", "a camera", False), ("ffff00", "091e:4b54", "a watch", False),
+                ("ff4201", "2207:0006", "debugging of any maker", True), ("ff4201:090000", "18d1:4ee7", "a hub", False),
+                ("ffff00", "18d1:2d00", "accessory", True), ("060101:0e0100", "04e8:6860", "a maker's camera", False),
+                ("ffff00:070102", "04e8:3292", "a maker's printer", False),
+                ("ffff00:030101", "18d1:4ee1", "a maker's keyboard", False),
+                ("ffff00:020600", "12d1:14db", "a maker's network adapter", False),
+                ("ffff00:020d00", "12d1:14db", "a maker's newer network adapter", False),
+                ("ff4201:020d00", "18d1:4ee7", "debugging beside a network", True)):
+            with self.subTest(name):
+                told = self.told(interfaces, ids, self.installed, camera, self.exclusive).splitlines()
+                self.assertEqual(("MTP_NO_PROBE=1" in told, "ID_GPHOTO2=1" in told), (is_marked, not is_marked))
+
+    def test_know_the_makers_that_zebhost_knows(self):
+        listed = (scratch.SOURCE / "host/Policy.cpp").read_text().split("kPhoneVendors[] = {")[1].split("}")[0]
+        makers = re.findall(r"0x([0-9a-f]{4})", listed)
+        rules = [line.split('"')[1] for line in self.exclusive.read_text().splitlines()
+                 if line.startswith("ATTR{idVendor}") and "idProduct" not in line]
+
+        self.assertGreater(len(makers), 20)
+        self.assertEqual("|".join(rules).split("|"), makers)
+
     def test_have_nothing_that_udev_does_not_understand(self):
         broken = scratch.SCRATCH / "60-broken.rules"
         broken.write_text(self.installed.read_text().replace("GROUP=", "GROPU="))
@@ -100,6 +129,14 @@ class TheService(unittest.TestCase):
 
         figure = float(re.search(r"exposure level for zebhost.service: ([0-9.]+)", said).group(1))
         self.assertLessEqual(figure, EXPOSURE)
+
+    def test_is_not_started_again_when_that_can_not_help(self):
+        unit = (scratch.installed_root() / "usr/lib/systemd/system/zebhost.service").read_text()
+        statuses = (scratch.SOURCE / "host/ExitStatus.h").read_text()
+        hopeless = [re.search(rf"{name} = (\d)", statuses).group(1) for name in ("kExitUsage", "kExitViolation")]
+
+        self.assertIn("\nRestart=on-failure\n", unit)
+        self.assertIn(f"\nRestartPreventExitStatus={' '.join(hopeless)}\n", unit)
 
     def test_runs_without_root(self):
         said = self.systemd_analyze("--offline=true", "security", "zebhost.service")

@@ -81,7 +81,8 @@ class TheCompletion(unittest.TestCase):
     def test_offers_what_an_option_can_be(self):
         self.assertEqual(completions("run", "--log", ""), {"fatal", "error", "info", "debug"})
         self.assertIn("mouse", completions("demo", "--phone", ""))
-        self.assertEqual(completions("run", "--plugin", str(TREE / "READ")), {str(TREE / "README.md")})
+        for words in (("run", "--plugin"), ("report",), ("report", "x", "-o"), ("report", "x", "--output")):
+            self.assertEqual(completions(*words, str(TREE / "READ")), {str(TREE / "README.md")})
 
 
 class TheHelp(unittest.TestCase):

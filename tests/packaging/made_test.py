@@ -1,5 +1,6 @@
 """The packages themselves, on every architecture."""
 
+import gzip
 import os
 import re
 import unittest
@@ -62,6 +63,14 @@ class ThePackages(unittest.TestCase):
                      "share/zebphones/models/accessory.toml"):
             with self.subTest(path):
                 self.assertTrue((scratch.installed_root() / "usr" / path).is_file())
+
+    def test_carry_the_documents_that_their_manuals_cite(self):
+        for manual, least in (("man1/zebhost.1", 5), ("man5/zebhost.toml.5", 0), ("man7/zebdiscoverer-usb.7", 1)):
+            page = gzip.decompress((scratch.installed_root() / f"usr/share/man/{manual}.gz").read_bytes()).decode()
+            cited = re.findall(r"^\.Pa (\S+\.(?:md|json))$", page, re.M)
+            with self.subTest(manual):
+                self.assertEqual([path for path in cited if not (scratch.installed_root() / path[1:]).is_file()], [])
+                self.assertGreaterEqual(len(cited), least)
 
     def test_install_and_purge_without_a_trace(self):
         root = scratch.empty_root("purged")

@@ -42,8 +42,7 @@ Admission::Admission(Loop& loop, Output& output, const PolicySettings& settings,
 bool Admission::mayOffer(const UsbDevice& device, const Verdict& verdict) {
     if (mIsStarting && is(verdict, "accessory-mode"))
         mStale.insert(device.port);
-    // The plug-in looks at the network for a tether and never opens it.
-    if (!is(verdict, "tether-rndis") && !mNodes.isOpen(device))
+    if (needsNode(verdict) && !mNodes.isOpen(device))
         return false;
     if (mStale.erase(device.port) > 0 && !treatStale(device))
         return false;

@@ -1,6 +1,7 @@
 #include "host/NodeAccess.h"
 
 #include <array>
+#include <string_view>
 #include <sys/epoll.h>
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -9,7 +10,6 @@
 namespace zebhost {
 namespace {
 
-constexpr char kNodes[] = "/dev/bus/usb";
 constexpr uint32_t kNews = IN_CREATE | IN_MOVED_TO | IN_ATTRIB;
 
 } // namespace
@@ -57,7 +57,7 @@ void NodeAccess::watchFolders(const UsbDevice& device) {
         mWatch = std::make_unique<Watch>(mLoop, mInotify, EPOLLIN, [this] { lookAgain(); });
     }
     std::filesystem::path node = deviceNode(mMachine, device.bus, device.device).path;
-    for (const std::string& folder : {std::string(kNodes), node.parent_path().string()})
+    for (const std::string& folder : {std::string(kUsbNodes), node.parent_path().string()})
         inotify_add_watch(mInotify, mMachine.at(folder).c_str(), kNews);
 }
 
@@ -84,6 +84,23 @@ void NodeAccess::complain(const std::string& port) {
         return mHandlers.refused(device, nodeAdvice(deviceNode(mMachine, device.bus, device.device), device));
     forget(port);
     mHandlers.opened(port);
+}
+
+const char kNoUsbNodes[] =
+    "there is no /dev/bus/usb, so no USB device can be reached: load the driver of the USB host "
+    "controller; in a container, pass /dev/bus/usb in";
+
+bool needsNode(const Verdict& verdict) {
+    return verdict.isOffered && std::string_view(verdict.rule) != "tether-rndis";
+}
+
+std::string standing(const Verdict& verdict, const DeviceNode& node) {
+    if (!verdict.isOffered)
+        return "not offered: " + verdict.reason;
+    if (node.canBeOpened || !needsNode(verdict))
+        return "offered: " + verdict.reason;
+    return "not offered until " + node.path +
+           (node.exists ? " can be opened (" + node.rights + "): " : " is there: ") + verdict.reason;
 }
 
 std::string nodeAdvice(const DeviceNode& node, const UsbDevice& device) {

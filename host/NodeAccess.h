@@ -2,6 +2,7 @@
 
 #include "host/Deadlines.h"
 #include "host/Loop.h"
+#include "host/Policy.h"
 #include "host/UsbDevice.h"
 #include "host/doctor/Machine.h"
 
@@ -53,6 +54,18 @@ private:
     int mInotify = -1;
     std::unique_ptr<Watch> mWatch;
 };
+
+/** Where the kernel's nodes of devices are. */
+inline constexpr char kUsbNodes[] = "/dev/bus/usb";
+
+/** There are none at all, and what to do. */
+extern const char kNoUsbNodes[];
+
+/** Will the plug-in open what is judged so? It looks at the network for a tether and never opens it. */
+bool needsNode(const Verdict& verdict);
+
+/** What a run would do with a device, as things are now: "offered: ...", "not offered: ...". */
+std::string standing(const Verdict& verdict, const DeviceNode& node);
 
 /** What is wrong with the node of a device that can't be opened, and what to do: one sentence. */
 std::string nodeAdvice(const DeviceNode& node, const UsbDevice& device);

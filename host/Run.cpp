@@ -2,11 +2,15 @@
 
 #include "host/Admission.h"
 #include "host/Host.h"
+#include "host/NodeAccess.h"
 #include "host/Observers.h"
 #include "host/Plugin.h"
 #include "host/PropertyAdvice.h"
+#include "host/UsbLock.h"
 #include "host/UsbProvider.h"
 #include "host/trace/Tracing.h"
+
+#include <filesystem>
 
 namespace zebhost {
 namespace {
@@ -33,6 +37,9 @@ private:
 
 /** Of what was asked for and may go wrong. */
 void warn(const RunOptions& options, Output& output) {
+    std::error_code none;
+    if (!std::filesystem::exists(Machine().at(kUsbNodes), none))
+        output.report(AdviceEvent{"no-usb", {}, kNoUsbNodes});
     if (options.policy.offerAll)
         output.report(AdviceEvent{"offer-all", {}, kOfferAllWarning});
     for (const std::string& sentence : propertyAdvice(options.properties))
@@ -84,6 +91,10 @@ void drive(const RunOptions& options, const Plugin& plugin, Loop& loop, Host& ho
 } // namespace
 
 ExitStatus run(const RunOptions& options, std::FILE* out) {
+    // A dry run asks no phone anything.
+    std::optional<UsbLock> lock;
+    if (!options.policy.dryRun)
+        lock.emplace(Machine());
     Output output(out, options.json ? Output::Form::Json : plainFormFor(out));
     Loop loop;
     std::optional<Tracing> tracing;

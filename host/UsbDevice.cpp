@@ -18,6 +18,12 @@ std::string UsbDevice::vendorId() const { return fourDigits(descriptors.vendor);
 
 std::string UsbDevice::productId() const { return fourDigits(descriptors.product); }
 
+std::string UsbDevice::number() const {
+    std::array<char, 32> text;
+    std::snprintf(text.data(), text.size(), "%03d/%03d", bus, device);
+    return text.data();
+}
+
 std::string UsbDevice::name() const {
     std::string shown = productName.empty() ? vendorId() + ":" + productId() : productName;
     return shown + " (usb " + port + ")";

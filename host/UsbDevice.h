@@ -31,6 +31,9 @@ struct UsbDevice {
 
     UsbAddress address() const { return {bus, device, port}; }
 
+    /** Bus and number as its node's path has them, "001/005". */
+    std::string number() const;
+
     /** Part of the machine rather than plugged in: the kernel names it "usb1". */
     bool isRootHub() const { return port.starts_with("usb"); }
 

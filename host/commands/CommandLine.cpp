@@ -165,7 +165,7 @@ void addList(CLI::App& app, Reading& reading) {
 void addExplain(CLI::App& app, Reading& reading) {
     auto [explain, options] = addCommand<ExplainOptions>(
         app, reading, "explain", "Why a device is or isn't found, and what to do next", help::kExplain);
-    explain.add_option("DEVICE", options.device, "BUS:DEV or a port, as \"zebhost list\" shows them")
+    explain.add_option("DEVICE", options.device, "BUS/DEV or a port, as \"zebhost list\" shows them")
         ->type_name(" ")
         ->check(notEmpty("device"))
         ->required();

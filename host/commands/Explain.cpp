@@ -1,3 +1,4 @@
+#include "host/NodeAccess.h"
 #include "host/Output.h"
 #include "host/PluggedDevices.h"
 #include "host/Plugin.h"
@@ -11,11 +12,12 @@
 namespace zebhost {
 namespace {
 
-/** "1:5" and "001:005" name bus and number, anything else a port. */
+/** "001/005" names bus and number, as the node's path does; so does "1:5". Anything else is a port. */
 bool isNamed(const UsbDevice& device, const std::string& name) {
     int bus = 0, number = 0, length = 0;
-    if (std::sscanf(name.c_str(), "%d:%d%n", &bus, &number, &length) == 2 &&
-        static_cast<size_t>(length) == name.size())
+    char between = 0;
+    if (std::sscanf(name.c_str(), "%d%c%d%n", &bus, &between, &number, &length) == 3 &&
+        static_cast<size_t>(length) == name.size() && (between == '/' || between == ':'))
         return bus == device.bus && number == device.device;
     return name == device.port;
 }
@@ -30,7 +32,7 @@ UsbDevice find(const std::string& name) {
     for (const UsbDevice& device : devices)
         ports += " " + device.port;
     throw HostError("there is no device \"" + name +
-                    "\": give BUS:DEV or a port, as \"zebhost list\" shows them" +
+                    "\": give BUS/DEV or a port, as \"zebhost list\" shows them" +
                     (ports.empty() ? "; nothing is plugged in" : "; there is something at" + ports));
 }
 
@@ -80,16 +82,14 @@ std::string inWords(const Network& network) {
 
 void show(const Explanation& e, Page page) {
     const UsbDevice& device = e.device;
-    page.head(device.name() + ", " + device.vendorId() + ":" + device.productId() + ", bus " +
-              std::to_string(device.bus) + " device " + std::to_string(device.device));
+    page.head(device.name() + ", " + device.vendorId() + ":" + device.productId() + ", " + device.number());
     showInterfaces(e, page);
     page.line("node", e.node.path +
                           (!e.node.exists       ? " is missing"
                            : e.node.canBeOpened ? " can be opened"
                                                 : " can't be opened") +
                           (e.node.rights.empty() ? "" : " (" + e.node.rights + ")"));
-    page.line("policy", (e.verdict.isOffered ? "offered: " : "not offered: ") + e.verdict.reason,
-              e.verdict.isOffered ? Colour::Good : Colour::None);
+    page.line("policy", standing(e.verdict, e.node), e.verdict.isOffered ? Colour::Good : Colour::None);
     page.line("plug-in", inWords(e.opinion));
     for (const Network& network : e.networks)
         page.line("network", inWords(network));

@@ -50,7 +50,7 @@ Exit status: 0 listed; 1 the system could not be asked; 2 wrong command line or 
 
 const char kExplain[] = R"(Examples:
   zebhost explain 1-1.2            what is plugged in at this port
-  zebhost explain 001:005          the same by bus and device number
+  zebhost explain 001/005          the same by bus and device number, as "zebhost run" prints it
   zebhost explain 1-1.2 --json     for programs
 
 Says what the device shows, whether its node can be opened, what the policy and the plug-in say of it,

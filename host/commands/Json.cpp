@@ -63,9 +63,10 @@ Json list(const std::vector<T>& elements) {
 
 } // namespace
 
-std::string jsonOf(const UsbDevice& device, const Verdict& verdict) {
+std::string jsonOf(const UsbDevice& device, const Verdict& verdict, const DeviceNode& node) {
     Json line = record("device");
     put(line, device, verdict);
+    line["node"] = json(node);
     return lineOf(line);
 }
 

@@ -21,7 +21,7 @@ struct Versions {
 
 // One JSON object each, without a line feed. Bytes that are not UTF-8 become U+FFFD.
 
-std::string jsonOf(const UsbDevice& device, const Verdict& verdict);
+std::string jsonOf(const UsbDevice& device, const Verdict& verdict, const DeviceNode& node);
 std::string jsonOf(const Explanation& explanation);
 std::string jsonOf(const Finding& finding);
 std::string jsonOf(const zebphones::PhoneFile& phone);

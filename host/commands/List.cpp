@@ -1,3 +1,4 @@
+#include "host/NodeAccess.h"
 #include "host/PluggedDevices.h"
 #include "host/Terminal.h"
 #include "host/commands/Commands.h"
@@ -17,16 +18,10 @@ struct Row {
     Colour colour;
 };
 
-std::string address(const UsbDevice& device) {
-    std::array<char, 32> text;
-    std::snprintf(text.data(), text.size(), "%03d:%03d", device.bus, device.device);
-    return text.data();
-}
-
-Row rowOf(const UsbDevice& device, const Verdict& verdict) {
+Row rowOf(const UsbDevice& device, const Verdict& verdict, const DeviceNode& node) {
     std::string name = device.productName.empty() ? "(no name)" : printable(device.productName);
-    return {{device.port, address(device), device.vendorId() + ":" + device.productId(), name,
-             (verdict.isOffered ? "offered: " : "not offered: ") + printable(verdict.reason)},
+    return {{device.port, device.number(), device.vendorId() + ":" + device.productId(), name,
+             printable(standing(verdict, node))},
             verdict.isOffered ? Colour::Good : Colour::None};
 }
 
@@ -48,12 +43,13 @@ void showAligned(const std::vector<Row>& rows, bool colours, std::FILE* out) {
 
 ExitStatus perform(const ListOptions& options, std::FILE* out) {
     const std::vector<UsbDevice> devices = pluggedDevices();
-    std::vector<Row> rows = {{{"PORT", "BUS:DEV", "VID:PID", "NAME", "TO THE PLUG-IN"}, Colour::None}};
+    std::vector<Row> rows = {{{"PORT", "BUS/DEV", "VID:PID", "NAME", "TO THE PLUG-IN"}, Colour::None}};
     for (const UsbDevice& device : devices) {
         Verdict verdict = judge(device, options.policy);
+        DeviceNode node = deviceNode(Machine(), device.bus, device.device);
         if (options.json)
-            std::fprintf(out, "%s\n", jsonOf(device, verdict).c_str());
-        rows.push_back(rowOf(device, verdict));
+            std::fprintf(out, "%s\n", jsonOf(device, verdict, node).c_str());
+        rows.push_back(rowOf(device, verdict, node));
     }
     if (options.json)
         return kExitDone;

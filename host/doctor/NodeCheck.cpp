@@ -1,3 +1,4 @@
+#include "host/NodeAccess.h"
 #include "host/doctor/Checks.h"
 
 #include <algorithm>
@@ -45,7 +46,7 @@ Finding complaint(const DeviceNode& node, Level level) {
 
 Findings checkNodes(const Machine& machine) {
     std::error_code none;
-    if (!std::filesystem::exists(machine.at("/dev/bus/usb"), none))
+    if (!std::filesystem::exists(machine.at(kUsbNodes), none))
         return {{kCheck, Level::Problem, "there is no /dev/bus/usb, so no USB device can be reached",
                  "load the driver of the USB host controller; in a container, pass /dev/bus/usb in"}};
     std::vector<DeviceNode> nodes = nodesOfDevices(machine);

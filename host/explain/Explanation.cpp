@@ -22,7 +22,8 @@ std::string howToOffer(const Explanation& e) {
 
 std::vector<std::string> whatNext(const Explanation& e) {
     std::vector<std::string> next;
-    if (!e.node.canBeOpened)
+    // What shows nothing yet may be a phone, and will be asked when it is unlocked.
+    if (!e.node.canBeOpened && (needsNode(e.verdict) || e.interfaces.empty()))
         next.push_back(nodeAdvice(e.node, e.device));
     if (!e.opinion.fault.empty())
         next.emplace_back("install the plug-in for this system, or name it with --plugin");

@@ -7,13 +7,13 @@
 namespace zebhost {
 namespace {
 
-struct Row {
+struct Named {
     Triple triple;
     const char* words;
 };
 
 // The first that fits: narrow ones before wide ones.
-constexpr Row kRows[] = {
+constexpr Named kRows[] = {
     {{255, 66, 1}, "USB debugging (ADB)"},
     {{255, 255, 0}, "file transfer (MTP), an accessory's channel, or something of the maker's own"},
     {{255}, "something of the maker's own"},
@@ -46,7 +46,7 @@ constexpr Row kRows[] = {
 
 std::string interfaceInWords(const UsbInterface& interface) {
     auto row = std::find_if(std::begin(kRows), std::end(kRows),
-                            [&interface](const Row& r) { return r.triple.matches(interface); });
+                            [&interface](const Named& r) { return r.triple.matches(interface); });
     return row == std::end(kRows) ? "unknown" : row->words;
 }
 

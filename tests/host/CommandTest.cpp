@@ -47,7 +47,7 @@ const Row kRows[] = {
      "zebhost: the output can't be written: No space left on device\nstatus 1"},
     {"explain --help", 0, "zebhost explain 1-1.2"},
     {"explain", 2, "DEVICE is required"},
-    {"explain 9-9", 1, "zebhost: there is no device \"9-9\": give BUS:DEV or a port"},
+    {"explain 9-9", 1, "zebhost: there is no device \"9-9\": give BUS/DEV or a port"},
     {"phones --help", 0, "zebhost demo --phone ncm"},
     {"phones", 0, "To see one at work: zebhost demo --phone NAME"},
     {"phones --json", 0,

@@ -143,6 +143,30 @@ TEST_F(AMachine, NamesEachKindOfProgramThatGrabsPhones) {
                              finding(Level::Warning, "adb (process 42)", "kill-server")));
 }
 
+TEST_F(AMachine, IsNotToldToEndWhatServesIt) {
+    write("/proc/50/comm", "adbd\n");
+
+    EXPECT_THAT(
+        checkDaemons(mMachine),
+        ElementsAre(silent(Level::Ok, "no other program that grabs phones"),
+                    silent(Level::Ok, "adbd (process 50) serves whoever this machine is plugged into")));
+}
+
+TEST_F(AMachine, TellsWhichZebhostsDriveItsDevices) {
+    write("/proc/60/comm", "zebhost\n");
+    write("/proc/60/cmdline", std::string("zebhost\0doctor\0", 15));
+    write("/proc/61/comm", "zebhost\n");
+    write("/proc/61/cmdline", std::string("/usr/bin/zebhost\0run\0--json\0", 28));
+    write("/proc/62/comm", "zebhost\n");
+    write("/proc/62/cmdline", std::string("zebhost\0run\0", 12));
+    write("/proc/63/comm", "zebhost\n");
+
+    EXPECT_THAT(
+        checkDaemons(mMachine),
+        ElementsAre(finding(Level::Warning, "zebhost (process 61) drives the USB devices already", "end it"),
+                    finding(Level::Warning, "zebhost (process 62) drives", "end it")));
+}
+
 TEST(Libusb, IsAProblemWithoutTimeoutsByDescriptor) {
     EXPECT_THAT(checkLibusb({"", "1.0.26", false}),
                 ElementsAre(finding(Level::Problem, "libusb 1.0.26 does not tell time-outs", "timerfd")));

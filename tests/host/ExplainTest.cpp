@@ -1,4 +1,5 @@
 // What "list" and "explain" say of devices on an emulated USB bus, and that they ask them nothing.
+#include "host/NodeAccess.h"
 #include "host/Plugin.h"
 #include "host/commands/Commands.h"
 #include "host/explain/Explanation.h"
@@ -55,11 +56,11 @@ TEST(List, ShowsEachDeviceWithItsVerdictInAlignedColumns) {
     bed.plug(zebphones::loadPhone("hub"), 3);
 
     EXPECT_EQ(list(),
-              "PORT  BUS:DEV  VID:PID    NAME             TO THE PLUG-IN\n"
-              "1-1   001:002  18d1:4ee2  Accessory phone  offered: a phone with USB debugging on\n"
-              "1-2   001:003  1209:0001  Mouse            not offered: an input device that shows nothing of "
+              "PORT  BUS/DEV  VID:PID    NAME             TO THE PLUG-IN\n"
+              "1-1   001/002  18d1:4ee2  Accessory phone  offered: a phone with USB debugging on\n"
+              "1-2   001/003  1209:0001  Mouse            not offered: an input device that shows nothing of "
               "a phone: if it is a phone, use --allow 1209:0001\n"
-              "1-3   001:004  1209:0002  Hub              not offered: a hub: part of the bus, never "
+              "1-3   001/004  1209:0002  Hub              not offered: a hub: part of the bus, never "
               "offered\n");
 }
 
@@ -78,9 +79,42 @@ TEST(List, JudgesByTheOptionsThatItIsGiven) {
 
     nlohmann::json line = nlohmann::json::parse(list(options));
 
+    EXPECT_EQ(line.at("node").at("path"), "/dev/bus/usb/001/002");
+    line.erase("node");
     EXPECT_EQ(line, nlohmann::json::parse(R"~({"schema":1,"record":"device","port":"1-1","bus":1,"device":2,
         "vendor":"1209","product":"0001","name":"Mouse (usb 1-1)","offered":true,"rule":"allowed",
         "reason":"allowed by --allow or --allow-port"})~"));
+}
+
+TEST(List, SaysWhatARunWouldWaitFor) {
+    zebphones::Testbed bed;
+    for (const auto& [port, phone] :
+         {std::pair(1, "accessory"), std::pair(2, "rndis"), std::pair(3, "mouse")}) {
+        bed.plug(zebphones::loadPhone(phone), port);
+        bed.at(port).removeNode();
+    }
+
+    EXPECT_THAT(
+        list(),
+        AllOf(HasSubstr("  not offered until /dev/bus/usb/001/002 is there: a phone with USB debugging"),
+              HasSubstr("  offered: a phone that shares its network"),
+              HasSubstr("  not offered: an input device")));
+    EXPECT_THAT(explained(explainAt("1-1")),
+                HasSubstr("  policy     not offered until /dev/bus/usb/001/002 is there: "));
+    EXPECT_THAT(std::string(explainedJson(explainAt("1-3"))["next"][0]),
+                StartsWith("if it is a phone all the same"));
+}
+
+TEST(ADevicesStanding, NamesTheRightsOfItsNode) {
+    DeviceNode closed{"/dev/bus/usb/001/002", true, false, "root:root, rw-------"};
+    DeviceNode open = closed;
+    open.canBeOpened = true;
+
+    EXPECT_EQ(standing({true, "phone-adb", "a phone"}, closed),
+              "not offered until /dev/bus/usb/001/002 can be opened (root:root, rw-------): a phone");
+    EXPECT_EQ(standing({true, "phone-adb", "a phone"}, open), "offered: a phone");
+    EXPECT_EQ(standing({true, "tether-rndis", "a phone"}, closed), "offered: a phone");
+    EXPECT_EQ(standing({false, "hid", "a mouse"}, closed), "not offered: a mouse");
 }
 
 TEST(List, LetsNoDeviceTouchTheTerminal) {
@@ -98,7 +132,7 @@ TEST(Explain, TellsOfAPhoneThatWillBeAsked) {
 
     std::string text = explained(explainAt("1-1"));
 
-    EXPECT_THAT(text, StartsWith("Accessory phone (usb 1-1), 18d1:4ee2, bus 1 device 2\n"));
+    EXPECT_THAT(text, StartsWith("Accessory phone (usb 1-1), 18d1:4ee2, 001/002\n"));
     EXPECT_THAT(text, HasSubstr("  shows      interface 0: file transfer (MTP), an accessory's channel, or"));
     EXPECT_THAT(text, HasSubstr("             interface 1: USB debugging (ADB) (255/66/1)\n"));
     EXPECT_THAT(text, HasSubstr("  node       /dev/bus/usb/001/002 can be opened ("));
@@ -112,7 +146,7 @@ TEST(Explain, FindsADeviceByEachOfItsNames) {
     zebphones::Testbed bed;
     bed.plug(zebphones::loadPhone("mouse"), 4);
 
-    for (const char* name : {"1-4", "1:2", "001:002"})
+    for (const char* name : {"1-4", "1:2", "001:002", "1/2", "001/002"})
         EXPECT_THAT(explained(explainAt(name)), StartsWith("Mouse (usb 1-4)")) << name;
 }
 
@@ -120,7 +154,7 @@ TEST(Explain, SaysWhatIsPluggedWhenTheDeviceIsNot) {
     zebphones::Testbed bed;
     bed.plug(zebphones::loadPhone("mouse"), 4);
 
-    for (const char* name : {"1-1", "1:3", "1:2x", "mouse"})
+    for (const char* name : {"1-1", "1:3", "1:2x", "001/003", "1/2x", "1/", "mouse"})
         EXPECT_THAT([&] { explained(explainAt(name)); },
                     ThrowsMessage<HostError>(HasSubstr("there is something at 1-4")))
             << name;

@@ -1,5 +1,6 @@
 // Whole runs, on an emulated USB bus: of the plug-in itself, and of one made to break the contract.
 #include "host/Loop.h"
+#include "host/Plugin.h"
 #include "phones/Catalogue.h"
 #include "phones/PhoneLinks.h"
 #include "phones/usbfs/SysfsEntry.h"
@@ -9,6 +10,7 @@
 #include "tests/support/OpenDescriptors.h"
 
 #include <dlfcn.h>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -179,6 +181,37 @@ TEST(ARun, JudgesAPhoneAgainWhenTheKernelHasChosenItsConfiguration) {
     EXPECT_EQ(run.end(), kExitDone);
     EXPECT_THAT(run.of("device", "action"), ElementsAre("add"));
     EXPECT_THAT(run.of("entity", "action"), ElementsAre("published", "destroyed"));
+}
+
+TEST(ARun, HasTheMachinesUsbForItselfUntilItEnds) {
+    zebphones::Testbed bed;
+    LiveRun first(withTestPlugin(""));
+    first.waitFor({{"event", "started"}});
+    Lines lines;
+    RunOptions resetting = withTestPlugin("");
+    resetting.policy.resetStale = true;
+    RunOptions looking = withTestPlugin("");
+    looking.policy.dryRun = true;
+
+    for (const RunOptions& second : {withTestPlugin(""), resetting})
+        EXPECT_THAT(
+            [&] { runAWhile(second, lines); },
+            ThrowsMessage<HostError>(StartsWith("another zebhost drives the USB devices of this machine")));
+    EXPECT_THAT(lines.text(), IsEmpty());
+    EXPECT_EQ(runAWhile(looking, lines), kExitDone);
+    EXPECT_EQ(first.end(), kExitDone);
+    EXPECT_EQ(runAWhile(resetting, lines), kExitDone);
+}
+
+TEST(ARun, SaysWhenThereIsNoUsbAtAll) {
+    zebphones::GObjectPtr<UMockdevTestbed> bed(umockdev_testbed_new());
+    Lines lines;
+
+    EXPECT_EQ(runAWhile(withTestPlugin(""), lines), kExitDone);
+
+    EXPECT_EQ(lines.of("advice", "topic"), std::filesystem::exists("/dev/bus/usb")
+                                               ? std::vector<std::string>{}
+                                               : std::vector<std::string>{"no-usb"});
 }
 
 TEST(ARun, LeavesOutADeviceWithoutDescriptors) {

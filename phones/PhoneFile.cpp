@@ -19,6 +19,33 @@ constexpr std::array<std::string_view, 7> kOutcomes = {
 constexpr std::array<const char*, kStringCount> kProperties = {
     "aapmanufacturer", "aapmodel", "aapdescription", "aapversion", "aapuri", "aapserial"};
 
+// Those of a host's policy, which docs/policy.md explains.
+constexpr std::array<std::string_view, 23> kRules = {
+    "hub",
+    "denied",
+    "no-active-interface",
+    "tether-rndis",
+    "accessory-mode",
+    "tether-ncm",
+    "tether-ecm",
+    "tether-rndis-239",
+    "phone-adb",
+    "phone-mtp",
+    "printer",
+    "video",
+    "audio",
+    "network-adapter",
+    "serial",
+    "wireless",
+    "storage",
+    "smart-card",
+    "imaging",
+    "hid",
+    "unknown",
+    "allowed",
+    "offer-all",
+};
+
 // In the order of the enumeration.
 constexpr std::array<std::string_view, 12> kReactions = {
     "answer",    "stall",    "short", "silent", "silent-after-data", "answer-as-host-gives-up",
@@ -73,7 +100,8 @@ UsbInterface readInterface(TomlTable table, std::size_t position) {
 UsbAssociation readAssociation(TomlTable table, std::size_t) {
     UsbAssociation association;
     association.firstInterface = byte(table, "first");
-    association.interfaceCount = byte(table, "count");
+    association.interfaceCount =
+        static_cast<std::uint8_t>(table.number("count", {1, kHighestByte}, std::nullopt));
     association.classCode = byte(table, "class");
     association.subclass = byte(table, "subclass");
     association.protocol = byte(table, "protocol");
@@ -88,6 +116,20 @@ void checkInterfaces(const TomlTable& table, const std::vector<UsbInterface>& in
     if (interfaces.size() > kMostInterfaces || endpoints > kMostEndpoints)
         table.refuse("interfaces", "are more than a configuration has room for: at most 32 interfaces with "
                                    "15 endpoints together");
+}
+
+// Each of its interfaces has to be there.
+void checkAssociation(const TomlTable& table, const UsbAssociation& association,
+                      const std::vector<UsbInterface>& interfaces) {
+    for (int i = 0; i < association.interfaceCount; ++i) {
+        const auto isNamed = [number = association.firstInterface + i](const UsbInterface& interface) {
+            return interface.number == number;
+        };
+        if (std::none_of(interfaces.begin(), interfaces.end(), isNamed)) {
+            table.refuse("associations", "name interface " + std::to_string(association.firstInterface + i) +
+                                             ", which is none of \"interfaces\"");
+        }
+    }
 }
 
 // What is not said is as in the other face of the phone.
@@ -109,6 +151,8 @@ UsbFace readFace(TomlTable table, const UsbFace* like) {
         face.interfaces.push_back(readInterface(std::move(row), position));
     });
     checkInterfaces(table, face.interfaces);
+    for (const UsbAssociation& association : face.associations)
+        checkAssociation(table, association, face.interfaces);
     table.finish();
     return face;
 }
@@ -129,7 +173,10 @@ Fault readFault(TomlTable table) {
     fault.request = byte(table, "request");
     if (std::find(kRequests.begin(), kRequests.end(), fault.request) == kRequests.end())
         table.refuse("request", "must be one of the protocol's: 51, 52, 53 or 58");
-    fault.index = word(table, "string", kAnyIndex);
+    if (table.has("string") && fault.request != kSendString)
+        table.refuse("string", "belongs to request 52 alone");
+    if (table.has("string"))
+        fault.index = static_cast<std::uint16_t>(table.number("string", {0, kStringCount - 1}, std::nullopt));
     fault.reaction = static_cast<Reaction>(table.oneOf("does", kReactions));
     fault.moved = word(table, "moved", 0);
     fault.delay = milliseconds(table, "after-ms", 0);
@@ -158,7 +205,7 @@ std::vector<std::pair<std::string, std::string>> readHost(TomlTable table) {
 
 Expectation readExpectation(TomlTable table) {
     Expectation expect;
-    expect.rule = table.text("rule", std::nullopt);
+    expect.rule = kRules.at(table.oneOf("rule", kRules));
     expect.offered = table.flag("offered", std::nullopt);
     expect.interest = static_cast<int>(table.number("interest", {0, 100}, std::nullopt));
     expect.reason = table.text("reason", "");
@@ -191,6 +238,8 @@ PhoneFile readPhone(TomlTable table, const std::string& name) {
 }
 
 } // namespace
+
+std::span<const std::string_view> rules() { return kRules; }
 
 std::span<const std::string_view> outcomes() { return kOutcomes; }
 

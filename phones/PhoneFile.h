@@ -42,6 +42,9 @@ struct PhoneFile {
     Expectation expect{};
 };
 
+// What a host's policy can say of a phone.
+std::span<const std::string_view> rules();
+
 // What can become of a phone.
 std::span<const std::string_view> outcomes();
 

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <set>
 #include <stdexcept>
 
 using namespace testing;
@@ -21,6 +22,8 @@ serial = "S1"
 associations = [{ first = 1, count = 2, class = 2, subclass = 6, protocol = 255 }]
 interfaces = [
     { class = 255, subclass = 66, protocol = 1, endpoints = 2 },
+    { class = 2, subclass = 2, protocol = 255 },
+    { class = 10, subclass = 0, protocol = 0 },
     { number = 7, class = 10, subclass = 0, protocol = 0 },
 ]
 [protocol]
@@ -47,7 +50,7 @@ aapmodel = ""
 [link]
 address = "10.1.2.3"
 [expect]
-rule = "phone"
+rule = "phone-adb"
 offered = true
 interest = 30
 reason = "105"
@@ -58,7 +61,7 @@ gadget-lacks = "something"
 // The least that is a phone, for lines to be added to each of its parts.
 std::string least(const std::string& top = "", const std::string& usb = "", const std::string& expect = "") {
     return "about = \"a\"\n" + top + "[usb]\nvendor = 1\nproduct = 2\nmanufacturer = \"M\"\nname = \"N\"\n" +
-           "serial = \"S\"\n" + usb + "[expect]\nrule = \"r\"\noffered = false\ninterest = 100\n" +
+           "serial = \"S\"\n" + usb + "[expect]\nrule = \"hid\"\noffered = false\ninterest = 100\n" +
            "outcome = \"never offered\"\n" + expect;
 }
 
@@ -76,7 +79,7 @@ TEST(APhoneFile, SaysEverythingOfAPhone) {
     EXPECT_EQ(file.phone.startTold.count(), 20);
     EXPECT_EQ(file.phone.away.count(), 150);
     EXPECT_EQ(file.phone.reverts->count(), 2000);
-    EXPECT_EQ(file.expect.rule, "phone");
+    EXPECT_EQ(file.expect.rule, "phone-adb");
     EXPECT_TRUE(file.expect.offered);
     EXPECT_EQ(file.expect.interest, 30);
     EXPECT_EQ(file.expect.reason, "105");
@@ -95,12 +98,12 @@ TEST(APhoneFile, SaysWhatThePhoneShows) {
     EXPECT_EQ(face.associations[0].interfaceCount, 2);
     EXPECT_EQ(face.associations[0].subclass, 6);
     EXPECT_EQ(face.associations[0].protocol, 255);
-    ASSERT_THAT(face.interfaces, SizeIs(2));
+    ASSERT_THAT(face.interfaces, SizeIs(4));
     EXPECT_EQ(face.interfaces[0].number, 0);
     EXPECT_EQ(face.interfaces[0].subclass, 66);
     EXPECT_EQ(face.interfaces[0].endpoints, 2);
-    EXPECT_EQ(face.interfaces[1].number, 7);
-    EXPECT_EQ(face.interfaces[1].classCode, 10);
+    EXPECT_EQ(face.interfaces[3].number, 7);
+    EXPECT_EQ(face.interfaces[3].classCode, 10);
 }
 
 TEST(APhoneFile, TakesWhatTheSwitchedFaceLeavesOutFromTheOther) {
@@ -179,6 +182,15 @@ const Mistake kMistakes[] = {
                "{ class = 3, subclass = 1, protocol = 0, endpoints = 1 }]\n"),
      "x.toml:8:14: \"interfaces\" are more than a configuration has room for: at most 32 interfaces with 15 "
      "endpoints together"},
+    {least("", "associations = [{ first = 0, count = 2, class = 2, subclass = 6, protocol = 0 }]\n"
+               "interfaces = [{ class = 2, subclass = 2, protocol = 255 }]\n"),
+     "x.toml:8:16: \"associations\" name interface 1, which is none of \"interfaces\""},
+    {least("", "associations = [{ first = 0, count = 0, class = 2, subclass = 6, protocol = 0 }]\n"),
+     "x.toml:8:38: \"count\" must be a whole number from 1 to 255"},
+    {least("", "[[fault]]\nrequest = 52\nstring = 6\ndoes = \"stall\"\n"),
+     "x.toml:10:10: \"string\" must be a whole number from 0 to 5"},
+    {least("", "[[fault]]\nrequest = 51\nstring = 1\ndoes = \"stall\"\n"),
+     "x.toml:10:10: \"string\" belongs to request 52 alone"},
     {least("", "[protocol]\nversion = 65536\n"),
      "x.toml:9:11: \"version\" must be a whole number from 0 to 65535"},
     {least("", "[protocol]\nversion = 2\nstalls-empty-strings = \"yes\"\n"),
@@ -215,6 +227,30 @@ TEST(APhoneFile, RefusesAnOutcomeThatItCanNotHave) {
     EXPECT_THAT([&] { parsePhoneFile(text, "x.toml"); },
                 ThrowsMessage<std::runtime_error>(
                     AllOf(HasSubstr("\"outcome\" must be one of: never offered"), HasSubstr("entity lost"))));
+}
+
+// What a host's documents say of its rules is what a file may expect.
+TEST(APhoneFile, ExpectsOneOfTheRulesThatThePolicyHas) {
+    std::ifstream file(Catalogue().folder() / "../../docs/policy.md");
+    std::set<std::string> documented;
+    for (std::string line; std::getline(file, line) && !line.starts_with("## ");) {
+        for (size_t begin = line.starts_with("| `") ? 2 : std::string::npos; begin < line.find(" |", 2);) {
+            const size_t end = line.find('`', begin + 1);
+            documented.insert(line.substr(begin + 1, end - begin - 1));
+            begin = line.find('`', end + 1);
+        }
+    }
+
+    EXPECT_THAT(rules(), UnorderedElementsAreArray(documented));
+}
+
+TEST(APhoneFile, RefusesAMisspeltRule) {
+    std::string text = least();
+    text.replace(text.find("hid"), 3, "hdi");
+
+    EXPECT_THAT([&] { parsePhoneFile(text, "x.toml"); },
+                ThrowsMessage<std::runtime_error>(
+                    StartsWith("x.toml:9:8: \"rule\" must be one of: hub, denied, no-active-interface, ")));
 }
 
 TEST(APhoneFile, RefusesTextsThatNoDeviceCanSend) {

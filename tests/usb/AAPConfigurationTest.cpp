@@ -126,4 +126,11 @@ TEST(AnAccessoryIdentification, NeedsNoMemoryToGoBackToADefault) {
     EXPECT_STREQ(configuration.getModel(), "AAPTest");
 }
 
+TEST(AnAccessoryIdentification, KnowsNoPropertyWithoutAName) {
+    AAPConfiguration configuration;
+
+    EXPECT_EQ(configuration.setProperty(nullptr, "value"), configuration.setProperty("unknown", "value"));
+    EXPECT_STREQ(configuration.getManufacturer(), AAPConfiguration().getManufacturer());
+}
+
 } // namespace

@@ -107,6 +107,28 @@ TEST(ADevice, IsReadUpToItsProductWhenItClaimsThreeProperties) {
     EXPECT_EQ(classify(*device.get(), flagA, flagB), DeviceKind::None);
 }
 
+TEST(ATetheringDevice, TakesBackWhatAnotherDeviceLeftInTheFlags) {
+    const DeviceRecord device(1, usbProperties("18d1", "2d00"), tetheringDescriptors());
+    bool flagA = false, flagB = true;
+
+    EXPECT_EQ(classify(*device.get(), flagA, flagB), DeviceKind::Tethering);
+    EXPECT_TRUE(flagA);
+    EXPECT_FALSE(flagB);
+}
+
+TEST(ADevice, HasNothingOfWhatItCountsWithoutAnArray) {
+    ZEBDeviceDescriptor record{ZEBDeviceDescriptorInterface, 1, 3, nullptr, 0, nullptr};
+    ZEBDeviceInfo device{0, 1, 0, nullptr, 1, &record};
+    bool flagA = false, flagB = false;
+
+    EXPECT_EQ(classify(device, flagA, flagB), DeviceKind::None) << "no properties";
+    EXPECT_FALSE(findInterface(device, "224", "1", nullptr, false));
+    record = {ZEBDeviceDescriptorConfiguration, 1, 0, nullptr, 1, nullptr};
+    EXPECT_EQ(classify(device, flagA, flagB), DeviceKind::None) << "no children";
+    device.descriptors = nullptr;
+    EXPECT_EQ(classify(device, flagA, flagB), DeviceKind::None) << "no records";
+}
+
 // The searches.
 
 const ZEBDeviceDescriptor* at(const DeviceRecord& device, unsigned record) {
@@ -236,7 +258,7 @@ TEST(AnAssociation, HoldsNothingThatIsNotWhole) {
     const DeviceRecord device(1, {},
                               {association({"2", "6", "0", "0", "2"}), interface({"2", "2", "255", "0"}),
                                association({"2", "6", "0", "0"}), interface({"2", "2", "255"}),
-                               configuration({})});
+                               configuration({}), interface({"2", "6", "0", "0", "2"})});
 
     EXPECT_TRUE(interfaceInAssociation(at(device, 0), at(device, 1)));
     EXPECT_FALSE(interfaceInAssociation(nullptr, at(device, 1)));
@@ -245,6 +267,7 @@ TEST(AnAssociation, HoldsNothingThatIsNotWhole) {
     EXPECT_FALSE(interfaceInAssociation(at(device, 0), at(device, 3))) << "no number";
     EXPECT_FALSE(interfaceInAssociation(at(device, 0), at(device, 0))) << "no interface";
     EXPECT_FALSE(interfaceInAssociation(at(device, 1), at(device, 1))) << "no association";
+    EXPECT_FALSE(interfaceInAssociation(at(device, 5), at(device, 1))) << "one in all but its kind";
 }
 
 } // namespace

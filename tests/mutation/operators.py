@@ -9,7 +9,7 @@ NO_CALL = {"if", "for", "while", "switch", "catch", "sizeof", "decltype", "align
 DECLARATION = re.compile(r"^(?:(?:static|const|constexpr|thread_local|unsigned|signed) )*[\w:]+(?:<[^;=]*>)?"
                          r"(?: const)?[ *&]+(?:const )?(?P<name>\w+)(?:\[[^;]*\])?(?: =|\(|\{|;)")
 NO_DECLARATION = {"return", "throw", "delete", "new", "goto", "case", "else", "using", "typedef"}
-PLAIN_ASSIGNMENT = re.compile(r"^((\w+)[\w.]*) = ([\w:'.\[\]]+);$")
+PLAIN_ASSIGNMENT = re.compile(r"^((\w+)[\w.]*) = ((?:[\w:'.\[\]]+| [-*+] )+);$")
 KINDS = {"value": re.compile(r"^(?:-?\d[\w.']*|(?:\w+::)*(?:k[A-Z]\w*|ZEB\w+|[A-Z][A-Z_]+\d*)|sizeof\b.*|true|false)$"),
          "place": re.compile(r'^(?:".*"|this|&.*|\{.*\}|\[.*\}|\w+\.c_str\(\))$', re.DOTALL)}
 CONSTANT = re.compile(r"^(?:\w+::)*(?:k[A-Z]\w*|ZEB\w+)$|^(?:\w+::)+[A-Z]\w*$")

@@ -44,6 +44,7 @@ class Swap(Operator):
             "int x = g(); f(x);", "a(); return;", "a(); break;", "return a(); b();", "mA = true; mB = false;",
             "int x = 1; int y = 2;", "A* const x = g(); f(x);", "using B = A; f();", "constexpr int k = 1; f();",
             "a(); a();", "a();", "a.b = null; a.c = null;", "mA = ends[0]; mB = ends[1];",
+            "a.b = c.d; a.e = c.f * 1000;",
             "const unsigned char* x = g(); f(x);", "", "switch (x) { case 1: a(); case 2: b(); }",
             "switch (x) { case 1: a(); [[fallthrough]]; default: b(); }")})
 
@@ -51,7 +52,7 @@ class Swap(Operator):
         self.becomes("swap", {"mA = mB; mB = false;": ["mB = false; mA = mB;"],
                               "mA = b.c; b.c = 1;": ["b.c = 1; mA = b.c;"],
                               "a.b = a.c; a.c = 1;": ["a.c = 1; a.b = a.c;"],
-                              "mA = 1; mA = 2;": ["mA = 2; mA = 1;"]})
+                              "mA = *b; mB = c;": ["mB = c; mA = *b;"], "mA = 1; mA = 2;": ["mA = 2; mA = 1;"]})
 
 
 class Delete(Operator):

@@ -17,13 +17,23 @@ using namespace mxcommon;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+/** Leaves nothing on the stack that a call could take for its own arguments. */
+void overwriteStack() {
+    volatile char used[4096];
+    for (volatile char& byte : used)
+        byte = 0x7f;
+}
+
 TEST(ALog, WritesItsFourLevelsUnderItsCategory) {
     RecordingLogHandler handler;
     const Log log(&handler, "Usb");
 
     log.error("%d %s", 1, "failed");
+    overwriteStack();
     log.warning("%d", 2);
+    overwriteStack();
     log.info("%d", 3);
+    overwriteStack();
     log.debug("%d", 4);
 
     EXPECT_THAT(handler.lines(), ElementsAre("10 Usb: 1 failed", "20 Usb: 2", "30 Usb: 3", "100 Usb: 4"));

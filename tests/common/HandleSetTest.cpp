@@ -67,6 +67,18 @@ TEST(AHandleSet, KeepsTheFirstFlagOfAHandleThatIsAddedTwice) {
     EXPECT_THAT(flagsOf(set), ElementsAre(1, 0));
 }
 
+TEST(AHandleSet, HoldsHandlesThatLieFarApart) {
+    HandleSet set;
+
+    // Those whose numbers are alike but for their high digits are compared one by one.
+    for (const int handle : {5, 5 + 8192, 5 + 2 * 8192, 6})
+        add(set, handle, false);
+
+    EXPECT_EQ(membersOf(set).count, 4U);
+    EXPECT_EQ(set.eventHandles()[2], 5 + 2 * 8192);
+    EXPECT_EQ(set.eventHandles()[4], -1);
+}
+
 TEST(AHandleSet, DoesNotGrowForAHandleThatIsThere) {
     HandleSet set;
     fill(set, 15);

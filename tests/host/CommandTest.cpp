@@ -142,7 +142,7 @@ const Misuse kMisuses[] = {
     {"demo --phone ''", "--phone: \"\" is no phone"},
     {"doctor --root /no/such", "--root: there is no folder \"/no/such\""},
     {"list --allow-port foo", "--allow-port: \"foo\" is no port, as in 1-1.2"},
-    {"run --property aapserial=" + std::string(256, 's'),
+    {"run --for 0 --property aapserial=" + std::string(256, 's'),
      "--property: \"aapserial\" has 256 bytes: a phone can be sent at most 255"},
 };
 

@@ -2,10 +2,12 @@
 #include "tests/host/Command.h"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace testing;
 
@@ -95,11 +97,15 @@ TEST_F(AnOutputFile, CostsNoFileBesideIt) {
     EXPECT_THAT(names(), SizeIs(5));
 }
 
+// The device is a terminal, whose folder takes no files: whoever breaks the rule as root breaks nothing else.
 TEST_F(AnOutputFile, IsNoneOfTheThingsThatCanNotBeReplaced) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_TRUE(master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0);
+    const std::string terminal = ptsname(master);
     ASSERT_EQ(mkfifo(at("fifo").c_str(), 0600), 0);
-    std::filesystem::create_symlink("/dev/null", at("null"));
+    std::filesystem::create_symlink(terminal, at("link"));
     for (const char* option : {"--trace ", "--report "}) {
-        for (const std::string& path : {at("fifo"), at("null"), mFolder, std::string("/dev/full")}) {
+        for (const std::string& path : {at("fifo"), at("link"), mFolder, terminal}) {
             Result result = zebhost(kRun + " " + option + path);
 
             EXPECT_EQ(result.status, 1) << option << path;
@@ -108,8 +114,20 @@ TEST_F(AnOutputFile, IsNoneOfTheThingsThatCanNotBeReplaced) {
                               Not(HasSubstr("started"))));
         }
     }
+    close(master);
     EXPECT_TRUE(std::filesystem::is_fifo(at("fifo")));
-    EXPECT_THAT(names(), UnorderedElementsAre("fifo", "null"));
+    EXPECT_THAT(names(), UnorderedElementsAre("fifo", "link"));
+}
+
+TEST_F(AnOutputFile, IsNotOneThatHasLostItsName) {
+    for (const char* option : {"--trace ", "--report "}) {
+        Result result = shell("exec 3>" + at("gone") + "; rm " + at("gone") + "; " ZEBHOST_COMMAND " " +
+                              kRun + " " + option + "/dev/fd/3");
+
+        EXPECT_EQ(result.status, 1) << option;
+        EXPECT_THAT(result.output, HasSubstr("a file that can be rewritten, and /dev/fd/3 is none"));
+        EXPECT_THAT(names(), IsEmpty());
+    }
 }
 
 TEST_F(AnOutputFile, IsNotTheOneThatTheLinesGoTo) {

@@ -145,8 +145,11 @@ TEST_F(FiveHundredDevices, FillTheFirstBusWhichIsSaid) {
     EXPECT_THAT([] { gBed->plug(mouse(), kDevicesOfABus + 1); },
                 ThrowsMessage<std::runtime_error>(
                     "bus 1 is full: it has numbers for 126 devices; plug into another bus"));
-    gBed->unplug(5);
-    EXPECT_EQ(gBed->plug(mouse(), 5)->address(), 6) << "the number that has become free";
+    // At the second time it is the last one that is looked at.
+    for (int i = 0; i < 2; ++i) {
+        gBed->unplug(5);
+        EXPECT_EQ(gBed->plug(mouse(), 5)->address(), 6) << "the number that has become free";
+    }
 }
 
 TEST_F(FiveHundredDevices, AreNotAllOpenedByOneProgramWhichIsSaid) {

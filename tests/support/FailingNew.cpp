@@ -4,11 +4,14 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
+#include <malloc.h>
 #include <new>
 
 namespace {
 
 constexpr std::size_t kMaxSizes = 64;
+constexpr unsigned char kFreed = 0x5a;
 
 // Plain data: operator new runs before and after everything else.
 struct State {
@@ -22,6 +25,7 @@ struct State {
 
 thread_local State tState{};
 std::atomic<long> gLive{0};
+std::atomic<unsigned char> gFreed{kFreed};
 
 bool fails(std::size_t size) {
     State& state = tState;
@@ -45,9 +49,13 @@ void* allocate(std::size_t size) noexcept {
     return memory;
 }
 
+/** What is freed is overwritten first, so that whoever goes on reading it is found out. */
 void release(void* memory) noexcept {
-    if (memory)
+    if (memory) {
         --gLive;
+        std::memset(memory, gFreed, malloc_usable_size(memory));
+        asm volatile("" : : "r"(memory) : "memory"); // or the compiler leaves it out
+    }
     std::free(memory);
 }
 
@@ -92,5 +100,9 @@ std::vector<std::size_t> FailingNew::sizes() const {
 bool FailingNew::hasFailed() const { return tState.failed; }
 
 long liveAllocations() { return gLive; }
+
+FreedMemory::FreedMemory(unsigned char byte) { gFreed = byte; }
+
+FreedMemory::~FreedMemory() { gFreed = kFreed; }
 
 } // namespace zebtest

@@ -31,4 +31,19 @@ private:
 /** Allocations of the whole program by operator new that have not been freed. */
 long liveAllocations();
 
+/**
+ * What operator delete leaves behind, so that whoever goes on reading it is found out: a flag that is set,
+ * unless an object of this class says otherwise while it lives. 0 is for whoever would be stopped by that.
+ */
+class FreedMemory {
+public:
+    static FreedMemory isOverwrittenWith(unsigned char byte) { return FreedMemory(byte); }
+    ~FreedMemory();
+    FreedMemory(const FreedMemory&) = delete;
+    FreedMemory& operator=(const FreedMemory&) = delete;
+
+private:
+    explicit FreedMemory(unsigned char byte);
+};
+
 } // namespace zebtest

@@ -96,6 +96,15 @@ TEST(ADevice, IsWhatItsRecordsSay) {
     }
 }
 
+TEST(ADevice, ThatTethersClearsWhatWasSetForAnAccessory) {
+    const DeviceRecord device(1, kIds, tetheringDescriptors());
+    bool flagA = false, flagB = true;
+
+    EXPECT_EQ(classify(*device.get(), flagA, flagB), Tethering);
+    EXPECT_TRUE(flagA);
+    EXPECT_FALSE(flagB);
+}
+
 TEST(ADevice, IsReadUpToItsProductWhenItClaimsThreeProperties) {
     DeviceRecord device(1, usbProperties("18d1", "2d00"), {kPlain});
     device.claimPropertiesCount(3);

@@ -4,8 +4,20 @@
 #include "tests/usb/ScriptedEntity.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <string>
 
 namespace zebtest {
+
+/** In the process that is to stop: it ends as if nothing were wrong when it tells the host anything else
+ * first.
+ */
+inline void tellNothingBut(FakeHost& host, const std::string& callback) {
+    host.onEvery = [callback](const char* name) {
+        if (name != callback)
+            std::_Exit(EXIT_SUCCESS);
+    };
+}
 
 /** The discoverer and devices to offer to it. */
 class TheUsbDiscoverer : public testing::Test, protected DiscovererRig {

@@ -34,6 +34,25 @@ protected:
     }
     static Call copied(const char* text) { return {"allocString", {text, -1}}; }
     static Call freed(const char* text) { return {"freeString", {text}}; }
+    /** Form the command and answer what is pending; all that happens meanwhile. */
+    std::vector<Call> setCommand() {
+        forget();
+        entity->setZebCmd(-1);
+        return happened();
+    }
+    /** The same as expected: the command is formed, and copied for a first answer. */
+    static std::vector<Call> withCommand(std::vector<Call> answers) {
+        const Call formed = copied("zebcmd:test");
+        answers.insert(answers.begin(), {{"doSetZebCmd", {}}, formed, formed});
+        return answers;
+    }
+    /** The host asks for the command once more, from inside an answer. */
+    void askAgainInside(const void*& request) {
+        host.on["fetchComplete"] = [this, &request] {
+            host.on["fetchComplete"] = nullptr;
+            request = fetch("zebcmd");
+        };
+    }
     std::vector<Call> answers() const { return host.callsOf("fetchComplete"); }
     /** A request that is never answered is not a fault of these tests. */
     ZEBDiscoverySDKRequest* fetchQuietly(const char* key) {

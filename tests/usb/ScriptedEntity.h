@@ -100,6 +100,9 @@ protected:
     }
 };
 
+/** What it notes when its port is opened. */
+inline const Call kOpenPort{"openPort", {}};
+
 inline ZEBDiscovererEntity* toHost(UsbEntity* entity) {
     return reinterpret_cast<ZEBDiscovererEntity*>(entity);
 }
@@ -127,6 +130,16 @@ public:
      */
     std::vector<Call> happened() { return host.takeRecord({Kind::LevelQuery}); }
     void forget() { host.takeRecord(); }
+    /** Run inside the n-th call of that callback from now on, and never again. */
+    void onceInside(const char* callback, int n, std::function<void()> run) {
+        // A hook is copied each time it runs.
+        host.on[callback] = [this, callback, run = std::move(run), left = std::make_shared<int>(n)] {
+            if (--*left != 0)
+                return;
+            host.on[callback] = nullptr;
+            run();
+        };
+    }
 
     FakeHost host;
     UsbDiscoverer* discoverer;

@@ -1,7 +1,7 @@
 #include "tests/support/FailingNew.h"
 #include "tests/usb/DiscovererFixture.h"
+#include "tests/usb/OwnEntities.h"
 
-#include <algorithm>
 #include <new>
 
 using namespace testing;
@@ -82,53 +82,119 @@ TEST_F(TheUsbDiscoverer, UnsubscribesThenDeletesItsEntitiesInOrderWhenItGoes) {
                                     cancelled(all[1])));
 }
 
-// Initialisation.
+TEST_F(TheUsbDiscoverer, HasItsProviderAndItsIdentificationUntilItHasUnsubscribed) {
+    host.results["setDeviceProviderProperty"] = 9;
+    int result = -1;
+    host.on["unsubscribeFromDeviceProvider"] = [&] {
+        result = host.entry.setProperty(host.discoverer, "aapmodel", "X");
+    };
 
-TEST(AUsbDiscovererBeforeInit, SubscribesToTheProviderUsb) {
-    FakeHost host;
-    auto* discoverer = new UsbDiscoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
-    host.adopt(reinterpret_cast<ZEBDiscoverer*>(discoverer));
-    host.setContext();
-    host.takeRecord();
-
-    EXPECT_EQ(host.entry.init(host.discoverer), 0);
-    EXPECT_THAT(host.takeRecord(), ElementsAre(Call{"subscribeToDeviceProvider", {"usb"}}));
     host.destroy();
+
+    EXPECT_THAT(happened(), ElementsAre(Call{"unsubscribeFromDeviceProvider", {host.provider}},
+                                        Call{"setDeviceProviderProperty", {host.provider, "aapmodel", "X"}}));
+    EXPECT_EQ(result, 0);
 }
 
-TEST(AUsbDiscovererBeforeInit, PassesOnThatItCouldNotSubscribeAndNeverUnsubscribes) {
+TEST_F(TheUsbDiscoverer, HasItsIdentificationButNoProviderWhenItDeletesItsEntities) {
+    offer(accessory);
+    std::vector<bool> hasIdentification;
+    host.on["setEntityTimer"] = [&] { hasIdentification.push_back(configurationOf(*discoverer) != nullptr); };
+    EXPECT_ASSERTION(
+        {
+            host.on["setEntityTimer"] = [&] { host.entry.setProperty(host.discoverer, "aapmodel", "X"); };
+            host.destroy();
+        },
+        "common/ZEBDiscovererImpl\\.cpp", "pDeviceProvider");
+
+    host.destroy();
+
+    EXPECT_THAT(hasIdentification, ElementsAre(true, true)) << "its own stop, then the base's";
+}
+
+// Making it, and initialisation.
+
+/** A discoverer as the plug-in's function makes it, and no more. */
+class AUsbDiscovererBeforeInit : public Test {
+protected:
+    void make() {
+        discoverer = new UsbDiscoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
+        host.adopt(reinterpret_cast<ZEBDiscoverer*>(discoverer));
+    }
+    void makeWithContext() {
+        make();
+        host.setContext();
+        host.takeRecord();
+    }
+    void TearDown() override {
+        if (host.discoverer)
+            host.destroy();
+        EXPECT_THAT(host.complaints(), IsEmpty());
+    }
+    void expectToStopAtAProperty() {
+        EXPECT_ASSERTION(
+            {
+                tellNothingBut(host, "");
+                host.entry.setProperty(host.discoverer, "aapmodel", "X");
+            },
+            "common/ZEBDiscovererImpl\\.cpp", "pDeviceProvider");
+    }
+
     FakeHost host;
+    UsbDiscoverer* discoverer = nullptr;
+};
+
+TEST_F(AUsbDiscovererBeforeInit, HasToldTheHostNothing) {
+    make();
+
+    EXPECT_THAT(host.takeRecord(), IsEmpty());
+}
+
+TEST_F(AUsbDiscovererBeforeInit, SubscribesToTheProviderUsb) {
+    makeWithContext();
+
+    EXPECT_EQ(host.entry.init(host.discoverer), 0);
+
+    EXPECT_THAT(host.takeRecord(), ElementsAre(Call{"subscribeToDeviceProvider", {"usb"}}));
+}
+
+TEST_F(AUsbDiscovererBeforeInit, PassesOnThatItCouldNotSubscribeAndNeverUnsubscribes) {
     host.results["subscribeToDeviceProvider"] = 44;
-    auto* discoverer = new UsbDiscoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
-    host.adopt(reinterpret_cast<ZEBDiscoverer*>(discoverer));
-    host.setContext();
+    makeWithContext();
 
     EXPECT_EQ(host.entry.init(host.discoverer), 44);
     host.destroy();
 
-    EXPECT_THAT(host.callsOf("unsubscribeFromDeviceProvider"), IsEmpty());
+    EXPECT_THAT(host.takeRecord(), ElementsAre(Call{"subscribeToDeviceProvider", {"usb"}}));
 }
 
-TEST(AUsbDiscovererBeforeInit, StopsTheProcessWhenSuccessYieldsNoProvider) {
-    FakeHost host;
+TEST_F(AUsbDiscovererBeforeInit, StopsTheProcessWhenSuccessYieldsNoProvider) {
     host.provider = nullptr;
-    UsbDiscoverer discoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
-    host.adopt(reinterpret_cast<ZEBDiscoverer*>(&discoverer));
-    host.setContext();
+    makeWithContext();
 
-    EXPECT_ASSERTION(host.entry.init(host.discoverer), "usb/UsbDiscoverer\\.cpp",
-                     "err != ZEBDiscoverySDKErrorNone || mpUsbDeviceProvider");
+    EXPECT_ASSERTION(
+        {
+            tellNothingBut(host, "subscribeToDeviceProvider");
+            host.entry.init(host.discoverer);
+        },
+        "usb/UsbDiscoverer\\.cpp", "err != ZEBDiscoverySDKErrorNone || mpUsbDeviceProvider");
 }
 
-TEST(AUsbDiscovererBeforeInit, StopsTheProcessWhenAPropertyIsSet) {
-    FakeHost host;
-    UsbDiscoverer discoverer(&host.entry, host.interfaceSize, &host.callbacks, host.callbackSize);
-    host.adopt(reinterpret_cast<ZEBDiscoverer*>(&discoverer));
-    host.setContext();
+TEST_F(AUsbDiscovererBeforeInit, StopsTheProcessWhenAPropertyIsSet) {
+    makeWithContext();
 
-    EXPECT_ASSERTION(host.entry.setProperty(host.discoverer, "aapmodel", "X"),
-                     "common/ZEBDiscovererImpl\\.cpp", "pDeviceProvider");
+    expectToStopAtAProperty();
     EXPECT_EQ(host.entry.setProperty(host.discoverer, nullptr, "X"), 1) << "looked at first";
+    EXPECT_THAT(host.takeRecord({Kind::LevelQuery, Kind::Below}),
+                ElementsAre(logged(10, "The property is NULL")));
+}
+
+TEST_F(AUsbDiscovererBeforeInit, StopsTheProcessWhenAPropertyIsSetThoughItCouldNotSubscribe) {
+    host.results["subscribeToDeviceProvider"] = 44;
+    makeWithContext();
+    host.entry.init(host.discoverer);
+
+    expectToStopAtAProperty();
 }
 
 // Properties.
@@ -155,7 +221,6 @@ TEST_F(TheUsbDiscoverer, OffersPropertiesToTheProviderFirst) {
 
 TEST(AUsbDiscovererWithoutMemoryForItsIdentification, WorksWithoutIt) {
     FakeHost host;
-    host.on["log"] = nullptr;
     UsbDiscoverer* discoverer = nullptr;
     alignas(UsbDiscoverer) static unsigned char memory[sizeof(UsbDiscoverer)];
     bool failed = false;
@@ -166,8 +231,9 @@ TEST(AUsbDiscovererWithoutMemoryForItsIdentification, WorksWithoutIt) {
         failed = failing.hasFailed();
     }
     EXPECT_TRUE(failed);
-    EXPECT_THAT(host.logLines(),
-                ElementsAre(LogLine{10, "Failed to alocate AAP configuration, disabling AAP detection"}));
+    EXPECT_THAT(host.takeRecord(),
+                ElementsAre(Call{"isLogLevelEnabled", {10}},
+                            logged(10, "Failed to alocate AAP configuration, disabling AAP detection")));
     host.adopt(reinterpret_cast<ZEBDiscoverer*>(discoverer));
     host.bringUp();
     host.results["setDeviceProviderProperty"] = 9;
@@ -182,7 +248,7 @@ TEST(AUsbDiscovererWithoutMemoryForItsIdentification, WorksWithoutIt) {
     discoverer->~UsbDiscoverer();
 }
 
-// Routing.
+// What it says of itself, and what it does not implement.
 
 TEST_F(TheUsbDiscoverer, HasOneDescription) {
     EXPECT_STREQ(host.entry.getDescription(host.discoverer), "100");
@@ -225,75 +291,6 @@ TEST_F(TheUsbDiscoverer, HasNeitherViewerParametersNorBinaryData) {
     EXPECT_EQ(other, nullptr);
     EXPECT_EQ(data, nullptr);
     EXPECT_THAT(happened(), IsEmpty());
-}
-
-TEST_F(TheUsbDiscoverer, GivesTheOwnHandleOfAnEntityThatHasOne) {
-    ZEBDiscovererEntity* entity = offer(phone);
-
-    const int* handle = host.entry.getEntityEventHandle(host.discoverer, entity);
-
-    ASSERT_NE(handle, nullptr);
-    EXPECT_EQ(*handle, -1);
-    EXPECT_EQ(host.entry.getEntityEventHandle(host.discoverer, offer(accessory)), nullptr);
-}
-
-TEST_F(TheUsbDiscoverer, RunsAnEntitysEventWithItsOwnHandle) {
-    ScriptedEntity entity(*discoverer, *discoverer, phone);
-
-    host.entry.handleEntityEvent(host.discoverer, toHost(&entity));
-
-    EXPECT_EQ(entity.lastHandle, entity.getEventHandle());
-}
-
-TEST_F(TheUsbDiscoverer, ReportsAnEntityLostWhenAnEventOrATimeoutEndsIt) {
-    ZEBDiscovererEntity* entity = offer(phone);
-    forget();
-    host.entry.handleEntityEvent(host.discoverer, entity);
-    EXPECT_THAT(told(), ElementsAre(cancelled(entity), armed(entity, 1000000)));
-    for (int attempt = 3; attempt <= 20; ++attempt) {
-        host.expireEntityTimer(entity);
-        EXPECT_THAT(told(), ElementsAre(armed(entity, 1000000))) << "announced once, and not lost yet";
-    }
-
-    host.expireEntityTimer(entity);
-    EXPECT_THAT(told(), ElementsAre(armed(entity, 1000000), lost(entity)));
-    host.entry.handleEntityEvent(host.discoverer, entity);
-    EXPECT_THAT(told(), ElementsAre(cancelled(entity), lost(entity)));
-}
-
-TEST_F(TheUsbDiscoverer, StopsTheProcessForAnEntityEventOfAnEntityWithManyHandles) {
-    ZEBDiscovererEntity* entity = offer(accessory);
-
-    EXPECT_ASSERTION(host.entry.handleEntityEvent(host.discoverer, entity), "usb/UsbDiscoverer\\.cpp",
-                     "!entity.usesMultipleHandles()");
-}
-
-TEST_F(TheUsbDiscoverer, StopsTheProcessForAHandleThatNobodyOwns) {
-    offer(phone);
-    offer(accessory);
-    int handle = 5, none = -1;
-
-    EXPECT_ASSERTION(host.entry.handleSingleEvent(host.discoverer, &handle), "usb/UsbDiscoverer\\.cpp",
-                     "false");
-    EXPECT_ASSERTION(host.entry.handleTimeoutForEventHandle(host.discoverer, &handle),
-                     "usb/UsbDiscoverer\\.cpp", "false");
-    EXPECT_ASSERTION(host.entry.handleSingleEvent(host.discoverer, &none), "usb/UsbDiscoverer\\.cpp", "false")
-        << "a phone's own handle is not among them";
-    EXPECT_ASSERTION(host.entry.handleSingleEvent(host.discoverer, nullptr), "usb/UsbDiscoverer\\.cpp",
-                     "false");
-}
-
-TEST_F(TheUsbDiscoverer, PublishesASwitchedPhonesCommandAfterASecond) {
-    ZEBDiscovererEntity* entity = offer(accessory);
-    const void* request = host.fetch(entity, "zebcmd");
-
-    host.advance(999'999);
-    EXPECT_THAT(host.callsOf("fetchComplete"), IsEmpty());
-    host.advance(1);
-
-    EXPECT_THAT(host.callsOf("fetchComplete"),
-                ElementsAre(Call{"fetchComplete",
-                                 {entity, "zebcmd", request, 0, "zebcmd:v=1;t=USBAAP;bus=1;dev=4"}}));
 }
 
 } // namespace

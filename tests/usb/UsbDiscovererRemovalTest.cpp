@@ -1,4 +1,5 @@
 // Devices that go, and entities that the host destroys: when it is told of them, or from inside.
+#include "tests/support/FailingNew.h"
 #include "tests/usb/DiscovererFixture.h"
 
 using namespace testing;
@@ -27,6 +28,8 @@ TEST_F(TheUsbDiscoverer, KnowsARemovedDeviceByItsIdToo) {
     host.entry.removeDevice(host.discoverer, host.provider, same);
 
     EXPECT_THAT(happened(), ElementsAre(cancelled(entity), lost(entity)));
+    host.entry.removeDevice(host.discoverer, host.provider, same);
+    EXPECT_THAT(happened(), ElementsAre(cancelled(entity), lost(entity))) << "it is there still";
 }
 
 TEST_F(TheUsbDiscoverer, ReportsAnEntityLostEachTimeItsDeviceIsRemoved) {
@@ -222,6 +225,8 @@ TEST_F(TheHostDestroys, ANewEntityFromInsideTheCallbackThatBringsIt) {
                 {switchable, "addUnpublishedEntity", {kFoundCandidate}, 2}};
 
     for (const auto& row : rows) {
+        // Started it would find no flag that it has been.
+        const FreedMemory cleared = FreedMemory::isOverwrittenWith(0);
         host.entry.offerDevice(host.discoverer, host.provider, row.device);
 
         std::vector<Call> calls = told();

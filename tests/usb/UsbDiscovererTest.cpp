@@ -41,6 +41,7 @@ TEST_F(TheUsbDiscoverer, SaysSoWithoutADescriptionWhenThereIsNoMemory) {
     EXPECT_EQ(host.entry.getDeviceInterest(host.discoverer, host.provider, phone, &out), 15);
 
     EXPECT_EQ(out, nullptr);
+    EXPECT_THAT(happened(), ElementsAre(Call{"allocString", {"103", -1}}));
 }
 
 // Offers.
@@ -74,6 +75,18 @@ TEST_F(TheUsbDiscoverer, ReleasesADeviceThatIsNoneOfIts) {
     EXPECT_EQ(offer(unusable), nullptr);
 
     EXPECT_THAT(happened(), ElementsAre(released(unusable)));
+}
+
+TEST_F(TheUsbDiscoverer, JudgesADeviceAnewWhenItIsOffered) {
+    char* out = nullptr;
+    EXPECT_EQ(host.entry.getDeviceInterest(host.discoverer, host.provider, accessory, &out), 10);
+    host.receive(out);
+    forget();
+    accessory.claimPropertiesCount(2);
+
+    EXPECT_EQ(offer(accessory), nullptr);
+
+    EXPECT_THAT(happened(), ElementsAre(released(accessory)));
 }
 
 TEST_F(TheUsbDiscoverer, ReleasesADeviceWhenItsEntityCantBeAllocated) {

@@ -22,17 +22,12 @@ const WhatIsThrown kNoException{"no std::exception", [] { throw 42; }};
 class TheUsbDiscovererOfAThrowingHost : public TheUsbDiscoverer {
 protected:
     /** Throw at the n-th call of that callback from now on, and never again. */
-    void throwAt(const char* callback, int n, const WhatIsThrown& kind,
-                 const std::function<void()>& before = {}) {
-        host.on[callback] = [this, callback, n, &kind, before, calls = 0]() mutable {
-            if (++calls != n)
-                return;
-            const auto hook = std::move(host.on[callback]);
-            host.on[callback] = nullptr;
-            if (before)
-                before();
+    void throwAt(
+        const char* callback, int n, const WhatIsThrown& kind, const std::function<void()>& before = [] {}) {
+        onceInside(callback, n, [&kind, before] {
+            before();
             kind.raise();
-        };
+        });
     }
     /** No entity: none is started or stopped. */
     void expectNoEntity() {
@@ -132,14 +127,31 @@ TEST_F(TheUsbDiscovererOfAThrowingHost, LeavesADeviceToItsDestroyedEntity) {
 }
 
 TEST_F(TheUsbDiscovererOfAThrowingHost, KnowsNoEntityThatItCouldNotStart) {
+    for (const WhatIsThrown& kind : {kStandardException, kNoMemory, kNoException}) {
+        SCOPED_TRACE(kind.name);
+        throwAt("setEntityTimer", 1, kind);
+        ZEBDiscovererEntity* entity = offer(phone);
+        forget();
+
+        const void* request = host.fetch(entity, "id");
+
+        EXPECT_THAT(told(), ElementsAre(Call{"errorText", {1}}, logged(10, "Unknown entity: 1 (error 1)"),
+                                        Call{"fetchComplete", {entity, "id", request, 1, nullptr}}));
+    }
+}
+
+TEST_F(TheUsbDiscovererOfAThrowingHost, KnowsANewEntityWhereOneWasThatItCouldNotStart) {
     throwAt("setEntityTimer", 1, kNoException);
-    ZEBDiscovererEntity* entity = offer(phone);
+    offer(phone);
     forget();
+    const void* request = nullptr;
+    host.on["addEntity"] = [&] { request = host.fetch(host.entities().back(), "type"); };
 
-    const void* request = host.fetch(entity, "id");
+    ZEBDiscovererEntity* entity = offer(phone); // where the other was, unless a sanitizer keeps that place
 
-    EXPECT_THAT(told(), ElementsAre(Call{"errorText", {1}}, logged(10, "Unknown entity: 1 (error 1)"),
-                                    Call{"fetchComplete", {entity, "id", request, 1, nullptr}}));
+    EXPECT_THAT(told(), ElementsAre(kFoundTethering, added(entity), Call{"allocString", {"usb", -1}},
+                                    Call{"fetchComplete", {entity, "type", request, 0, "usb"}},
+                                    cancelled(entity), kWaiting, armed(entity, 1000000)));
 }
 
 TEST_F(TheUsbDiscovererOfAThrowingHost, GoesOnDeletingWhenItCantUnsubscribe) {

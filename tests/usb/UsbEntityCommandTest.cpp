@@ -6,20 +6,18 @@ using namespace zebtest;
 
 namespace {
 
-const Call kOpened{"openPort", {}};
-
 TEST_F(AnEntityThatIsAsked, LooksAtTheLinkStopsAndAnswers) {
     entity->start();
     giveCommand(-1);
 
     const void* request = fetch("zebcmd");
 
-    EXPECT_THAT(happened(), ElementsAre(kOpened, timer(-1), copied("zebcmd:test"),
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, timer(-1), copied("zebcmd:test"),
                                         answer("zebcmd", request, 0, "zebcmd:test")));
     entity->ports = {Status::TryLater};
     fetch("zebcmd"); // started no more: tries again
     EXPECT_THAT(happened(),
-                ElementsAre(kOpened, freed("zebcmd:test"), timer(-1), kOpened,
+                ElementsAre(kOpenPort, freed("zebcmd:test"), timer(-1), kOpenPort,
                             logged(80, "Can't open the port, waiting for interval"), timer(1000000)));
     entity->cancelPendingFetch();
 }
@@ -32,7 +30,7 @@ TEST_F(AnEntityThatIsAsked, FreesAnOlderKeyWhenItAnswersANewerFetch) {
 
     const void* request = fetch("zebcmd");
 
-    EXPECT_THAT(happened(), ElementsAre(kOpened, timer(-1), copied("zebcmd:test"),
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, timer(-1), copied("zebcmd:test"),
                                         answer("zebcmd", request, 0, "zebcmd:test"), freed("zebcmd")));
     entity->completePendingFetch();
     EXPECT_THAT(happened(), IsEmpty()) << "nothing is pending";
@@ -48,7 +46,7 @@ TEST_F(AnEntityThatIsAsked, AnswersWithoutErrorAndValueWhenTheLinkGaveNoNewComma
     const void* request = fetch("zebcmd");
 
     EXPECT_THAT(happened(),
-                ElementsAre(kOpened, freed("zebcmd:test"), Call{"doSetZebCmd", {}}, copied("zebcmd:test"),
+                ElementsAre(kOpenPort, freed("zebcmd:test"), Call{"doSetZebCmd", {}}, copied("zebcmd:test"),
                             timer(500000), timer(-1), answer("zebcmd", request, 0, nullptr)));
 }
 
@@ -72,7 +70,7 @@ TEST_F(AnEntityThatIsAsked, StartsAgainWhenTheLinkIsGone) {
     const void* request = fetch("zebcmd");
 
     EXPECT_THAT(happened(),
-                ElementsAre(kOpened, freed("zebcmd:test"), timer(-1), kOpened,
+                ElementsAre(kOpenPort, freed("zebcmd:test"), timer(-1), kOpenPort,
                             logged(80, "Can't open the port, waiting for interval"), timer(1000000)))
         << "the command is not asked for";
     giveCommand(500000);
@@ -102,7 +100,7 @@ TEST_F(AnEntityThatIsAsked, LeavesAFetchPendingWhenTheLinkIsGoneAndItIsStartedSt
 
     const void* request = fetch("zebcmd");
 
-    EXPECT_THAT(happened(), ElementsAre(kOpened, freed("zebcmd:test")));
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, freed("zebcmd:test")));
     entity->setZebCmd(-1);
     EXPECT_THAT(answers(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
 }
@@ -132,7 +130,7 @@ TEST_F(AnEntityThatIsAsked, FreesAnOlderKeyWhenItKeepsANewerFetch) {
     const void* request = fetch("zebcmd");
 
     EXPECT_THAT(happened(),
-                ElementsAre(kOpened, freed("zebcmd"), freed("zebcmd:test"), timer(-1), kOpened,
+                ElementsAre(kOpenPort, freed("zebcmd"), freed("zebcmd:test"), timer(-1), kOpenPort,
                             logged(80, "Can't open the port, waiting for interval"), timer(1000000)));
     entity->setZebCmd(-1);
     EXPECT_THAT(answers(), ElementsAre(answer("zebcmd", request, 0, "zebcmd:test")));
@@ -144,7 +142,7 @@ TEST_F(AnEntityThatIsAsked, AnswersALastTimeThenFreesTheCommandOfALinkThatIsNotS
 
     const void* request = fetch("zebcmd");
 
-    EXPECT_THAT(happened(), ElementsAre(kOpened, copied("zebcmd:test"),
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, copied("zebcmd:test"),
                                         answer("zebcmd", request, 0, "zebcmd:test"), freed("zebcmd:test")));
     fetch("zebcmd");
     EXPECT_THAT(happened(), ElementsAre(Call{"requestZebCmd", {}})) << "there is no command now";
@@ -170,7 +168,7 @@ TEST_F(AnEntityThatIsAsked, FreesTheKeyForAStatusWithoutAName) {
 
     fetchQuietly("zebcmd");
 
-    EXPECT_THAT(happened(), ElementsAre(kOpened, freed("zebcmd")));
+    EXPECT_THAT(happened(), ElementsAre(kOpenPort, freed("zebcmd")));
     EXPECT_THAT(host.strings.outstanding(), ElementsAre("zebcmd:test"));
 }
 

@@ -7,8 +7,6 @@ namespace {
 
 constexpr int kCancel = -1, kRetry = 1000000, kWait = 3000000;
 
-const Call kOpenPort{"openPort", {}};
-
 // start
 
 TEST_F(AnEntity, TriesAgainInASecondWhenThePortCantBeOpened) {

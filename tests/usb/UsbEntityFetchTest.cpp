@@ -5,7 +5,6 @@ using namespace zebtest;
 
 namespace {
 
-const Call kOpenPort{"openPort", {}};
 const Call kRequestZebCmd{"requestZebCmd", {}};
 const Call kDoSetZebCmd{"doSetZebCmd", {}};
 

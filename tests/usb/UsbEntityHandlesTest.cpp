@@ -172,6 +172,23 @@ TEST_F(AWatchedEntity, OwnsAHandleAsLongAsTheHostMayReportIt) {
     EXPECT_THAT(happened(), ElementsAre(Call{"addEventHandle", {7, true}}, Call{"removeEventHandle", {7}}));
 }
 
+TEST_F(AWatchedEntity, IsAskedWhetherItRegistersHandlesBeforeItTakesOrRemovesOne) {
+    watched.multipleHandles = false;
+
+    EXPECT_ASSERTION(
+        {
+            const FailingNew noMemory = FailingNew::always();
+            watched.addEventHandle(&handles[0], false);
+        },
+        "usb/UsbEntity\\.cpp", "usesMultipleHandles()");
+    EXPECT_ASSERTION(
+        {
+            manager.whenRemoved = [] { std::_Exit(EXIT_SUCCESS); };
+            watched.removeEventHandle(&handles[0]);
+        },
+        "usb/UsbEntity\\.cpp", "usesMultipleHandles()");
+}
+
 TEST_F(AWatchedEntity, OwnsAHandleThatWasAddedTwiceOnce) {
     watched.addEventHandle(&handles[0], false);
     watched.addEventHandle(&handles[0], true);

@@ -69,6 +69,12 @@ void FakeHost::destroy() {
     mDestroyed = true;
 }
 
+/** Not the second time that it is told of: it was unpublished, or this is another one at the same address. */
+void FakeHost::keepAsLast(ZEBDiscovererEntity* entity) {
+    std::erase(mEntities, entity);
+    mEntities.push_back(entity);
+}
+
 void FakeHost::runHook(const char* name) {
     if (onEvery)
         onEvery(name);
@@ -127,7 +133,7 @@ void FakeHost::destroyEntity(ZEBDiscovererEntity* entity) {
     entry.destroyEntity(discoverer, entity);
     if (mEntityTimers.erase(entity))
         complain("destroyEntity: a timer of the entity is still armed");
-    mEntities.erase(std::remove(mEntities.begin(), mEntities.end(), entity), mEntities.end());
+    std::erase(mEntities, entity);
 }
 
 std::string FakeHost::receive(char* string) {

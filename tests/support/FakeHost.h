@@ -130,7 +130,7 @@ public:
     bool hasLogged(int severity, const std::string& text) const;
     /** How often the level query was asked. */
     int levelQueries() const { return static_cast<int>(record.of(Kind::LevelQuery).size()); }
-    /** Entities that were added or added unpublished and not destroyed yet, in order. */
+    /** Entities that were added or added unpublished and not destroyed yet; the one last told of is the last. */
     const std::vector<ZEBDiscovererEntity*>& entities() const { return mEntities; }
 
     std::vector<std::string> complaints() const;
@@ -160,6 +160,7 @@ private:
             complain(std::string(name) + ": called after the end");
         record.write(Kind::Callback, name, arguments...);
     }
+    void keepAsLast(ZEBDiscovererEntity* entity);
     void runHook(const char* name);
     ZEBDiscoverySDKError resultOf(const char* name) const;
     void complain(const std::string& text);

@@ -23,15 +23,13 @@ void FakeHost::Callbacks::setTimer(void* context, ZEBDiscoverer* discoverer,
 }
 
 void FakeHost::Callbacks::addEntity(void* context, ZEBDiscoverer* discoverer, ZEBDiscovererEntity* entity) {
-    FakeHost& self = host(context, "addEntity");
-    if (std::find(self.mEntities.begin(), self.mEntities.end(), entity) == self.mEntities.end())
-        self.mEntities.push_back(entity); // else: one that was added unpublished
+    host(context, "addEntity").keepAsLast(entity);
     note(context, "addEntity", discoverer, entity);
 }
 
 void FakeHost::Callbacks::addUnpublishedEntity(void* context, ZEBDiscoverer* discoverer,
                                                ZEBDiscovererEntity* entity) {
-    host(context, "addUnpublishedEntity").mEntities.push_back(entity);
+    host(context, "addUnpublishedEntity").keepAsLast(entity);
     note(context, "addUnpublishedEntity", discoverer, entity);
 }
 

@@ -1,11 +1,35 @@
 #include "phones/usbfs/NodeHandler.h"
 
 #include <cerrno>
-#include <future>
+#include <condition_variable>
 #include <stdexcept>
 #include <utility>
 
 namespace zebphones {
+
+namespace {
+
+// Told by one thread, awaited by another. Not a future: that would be the one thing here that needs
+// thread-local storage, and with it a dependency on the loader.
+class Idle {
+public:
+    void tell() {
+        const std::lock_guard lock(mMutex);
+        mIsTold = true;
+        mTold.notify_one();
+    }
+    void await() {
+        std::unique_lock lock(mMutex);
+        mTold.wait(lock, [this] { return mIsTold; });
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mTold;
+    bool mIsTold = false;
+};
+
+} // namespace
 
 NodeHandler::NodeHandler(UMockdevTestbed* bed, const std::string& nodePath) :
     mHandler(umockdev_ioctl_base_new()) {
@@ -39,16 +63,16 @@ bool NodeHandler::rest() {
     GMainContext* const bedsLoop = loop();
     if (!bedsLoop)
         return false;
-    std::promise<void> idle;
+    Idle idle;
     GSource* source = g_idle_source_new(); // comes after everything else that is ready
-    const auto tell = [](gpointer promise) -> gboolean {
-        static_cast<std::promise<void>*>(promise)->set_value();
+    const auto tell = [](gpointer awaited) -> gboolean {
+        static_cast<Idle*>(awaited)->tell();
         return G_SOURCE_REMOVE;
     };
     g_source_set_callback(source, tell, &idle, nullptr);
     g_source_attach(source, bedsLoop);
     g_source_unref(source);
-    idle.get_future().wait();
+    idle.await();
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include "host/Observers.h"
 #include "host/Plugin.h"
 #include "host/PropertyAdvice.h"
+#include "host/Terminal.h"
 #include "host/UsbLock.h"
 #include "host/UsbProvider.h"
 #include "host/trace/Tracing.h"
@@ -115,7 +116,7 @@ ExitStatus run(const RunOptions& options, std::FILE* out) {
     host.conclude();
     std::string untraced = tracing ? tracing->failure() : "";
     if (!untraced.empty())
-        std::fprintf(stderr, "zebhost: %s\n", untraced.c_str());
+        complain(untraced);
     if (output.violations() > 0)
         return kExitViolation;
     return host.hasStopped() || output.broken() || !untraced.empty() ? kExitFailed : kExitDone;

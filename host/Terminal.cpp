@@ -59,6 +59,10 @@ std::string printable(std::string_view text) {
     return shown;
 }
 
+void complain(const std::string& sentence) {
+    std::fprintf(stderr, "zebhost: %s\n", printable(sentence).c_str());
+}
+
 size_t shownWidth(std::string_view text) {
     // All bytes but those that continue a character.
     return static_cast<size_t>(std::count_if(

@@ -21,6 +21,9 @@ std::string asUtf8(std::string_view text);
  *  are replaced; both kinds of control characters become question marks. */
 std::string printable(std::string_view text);
 
+/** What is wrong, on the standard error. It may name what a user, a file or a plug-in has chosen. */
+void complain(const std::string& sentence);
+
 /** How many characters of UTF-8 these are; each is taken to be one column wide. */
 size_t shownWidth(std::string_view text);
 

@@ -24,7 +24,7 @@ bool isWritten(std::FILE* file) {
         return true;
     std::string reason = errno != 0 ? std::string(": ") + std::strerror(errno) : "";
     if (errno != EPIPE)
-        std::fprintf(stderr, "zebhost: the output can't be written%s\n", reason.c_str());
+        complain("the output can't be written" + reason);
     return false;
 }
 
@@ -43,7 +43,7 @@ int main(int argc, char** argv) {
         // What could not be written was not done.
         return isWritten(stdout) ? status : kExitFailed;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "zebhost: %s\n", printable(error.what()).c_str());
+        complain(error.what());
         return kExitFailed;
     }
 }

@@ -3,6 +3,7 @@
 #include "host/Configuration.h"
 #include "host/Nearest.h"
 #include "host/PropertyAdvice.h"
+#include "host/Terminal.h"
 #include "host/commands/Help.h"
 #include "host/commands/OptionChecks.h"
 #include "host/commands/UsageFault.h"
@@ -239,8 +240,7 @@ bool namesACommand(const CLI::App& app, int argc, char** argv) {
     std::string wrong = word.empty() ? "what should it do?" : "there is no command \"" + word + "\".";
     if (std::optional<std::string> close = nearest(word, names))
         wrong += " Did you mean \"" + *close + "\"?";
-    std::fprintf(stderr, "zebhost: %s The commands are:%s. \"zebhost --help\" explains them.\n",
-                 wrong.c_str(), all.c_str());
+    complain(wrong + " The commands are:" + all + ". \"zebhost --help\" explains them.");
     return false;
 }
 
@@ -262,7 +262,7 @@ void read(Reading& reading, int argc, char** argv) {
         if (error.get_exit_code() == 0)
             reading.request = ExitNow{app.exit(error) == 0 ? kExitDone : kExitUsage};
         else
-            std::fprintf(stderr, "zebhost: %s\n", usageFault(app, error).c_str());
+            complain(usageFault(app, error));
     }
 }
 
@@ -278,7 +278,7 @@ Request parseCommandLine(int argc, char** argv) try {
     read(second, argc, argv);
     return second.request;
 } catch (const ConfigurationError& error) {
-    std::fprintf(stderr, "zebhost: %s\n", error.what());
+    complain(error.what());
     return ExitNow{kExitUsage};
 }
 

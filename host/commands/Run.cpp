@@ -1,6 +1,7 @@
 #include "host/Loop.h"
 #include "host/Plugin.h"
 #include "host/Replacement.h"
+#include "host/Terminal.h"
 #include "host/commands/Commands.h"
 #include "host/report/Report.h"
 
@@ -37,7 +38,7 @@ private:
 };
 
 ExitStatus wrong(const std::string& sentence) {
-    std::fprintf(stderr, "zebhost: %s\n", sentence.c_str());
+    complain(sentence);
     return kExitUsage;
 }
 
@@ -67,8 +68,8 @@ bool reportRun(const std::string& trace, const std::string& page) try {
     writeReport(trace, page);
     return true;
 } catch (const HostError& error) {
-    std::fprintf(stderr, "zebhost: %s; the trace of the run is kept: zebhost report %s -o FILE.html\n",
-                 error.what(), trace.c_str());
+    complain(std::string(error.what()) + "; the trace of the run is kept: zebhost report " + trace +
+             " -o FILE.html");
     return false;
 }
 
@@ -106,7 +107,7 @@ ExitStatus perform(const ReportOptions& options, std::FILE* out) {
         return kExitDone;
     }
     writeReport(options.trace, page);
-    std::fprintf(out, "wrote %s\n", page.c_str());
+    std::fprintf(out, "wrote %s\n", printable(page).c_str());
     return kExitDone;
 }
 

@@ -1,7 +1,6 @@
 #include "host/commands/UsageFault.h"
 
 #include "host/Nearest.h"
-#include "host/Terminal.h"
 
 #include <CLI/CLI.hpp>
 
@@ -72,7 +71,7 @@ std::string usageFault(const CLI::App& app, const CLI::ParseError& error) {
         sentence = strangeWord(command, call, strange.front());
     else if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr)
         sentence = wrongCount(command, sentence);
-    return printable(sentence) + ". \"" + call + " --help\" says more.";
+    return sentence + ". \"" + call + " --help\" says more.";
 }
 
 } // namespace zebhost

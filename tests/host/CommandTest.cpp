@@ -261,6 +261,24 @@ TEST(TheCommand, EndsAtAWrongConfiguration) {
     EXPECT_THAT(zebhost("list --config /no/such").output, HasSubstr("there is no configuration /no/such"));
 }
 
+// 0x9b begins a command to a terminal as ESC [ does, and is no UTF-8.
+TEST(TheCommand, ShowsNoTerminalWhatItWasGiven) {
+    const AConfiguration wrong("\"\x9b\" = 1\n");
+    const std::string given = "$(printf '/no/such/a\\233\\033')";
+    const std::string run = "run --for 0.05 --plugin " TEST_PLUGIN;
+    for (const std::string& arguments :
+         {given, "list --config " + given, "list" + wrong.option(), "run " + given, "explain " + given,
+          "report " + given, run + " --trace " + given, run + " --trace " + given + " --report " + given,
+          run + " --plugin " + given}) {
+        Result result = zebhost(arguments);
+
+        EXPECT_NE(result.status, 0) << arguments;
+        EXPECT_THAT(result.output,
+                    AllOf(HasSubstr("zebhost: "), Not(HasSubstr("\033")), Not(HasSubstr("\x9b"))))
+            << arguments;
+    }
+}
+
 TEST(TheCommand, FindsNoProblemOnAMachineWithoutOne) {
     char root[] = "/tmp/machine.XXXXXX";
     std::filesystem::create_directories(std::string(mkdtemp(root)) + "/dev/bus/usb");

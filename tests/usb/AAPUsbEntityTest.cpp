@@ -126,8 +126,9 @@ TEST_F(AnAccessoryEntity, PutsItsNumbersIntoItsCommandInDecimals) {
                                      {"setEntityTimer", {toHost(&entity), 1'000'000}}}));
         EXPECT_TRUE(entity.handleTimeout());
 
-        EXPECT_THAT(host.callsOf("fetchComplete"),
-                    ElementsAre(Call{"fetchComplete", {toHost(&entity), "zebcmd", request, 0, row.command}}));
+        EXPECT_THAT(host.takeRecord({Kind::LevelQuery}),
+                    ElementsAre(Call{"allocString", {row.command, -1}},
+                                Call{"fetchComplete", {toHost(&entity), "zebcmd", request, 0, row.command}}));
     }
 }
 
@@ -135,12 +136,13 @@ TEST_F(AnAccessoryEntity, WithoutMemoryForItsCommandAnswersSo) {
     const DeviceRecord device(1, usbProperties("18d1", "2d00"));
     AAPUsbEntity entity(*discoverer, *discoverer, device, &configuration);
     host.failAllocations = true;
+    host.takeRecord();
 
     EXPECT_EQ(entity.openPort(), Status::Done);
 
-    EXPECT_THAT(host.strings.outstanding(), IsEmpty());
-    EXPECT_THAT(host.callsOf("setEntityTimer"),
-                ElementsAre(Call{"setEntityTimer", {toHost(&entity), 1'000'000}}));
+    EXPECT_THAT(host.takeRecord({Kind::LevelQuery}),
+                ElementsAre(Call{"allocString", {nullptr, 56}},
+                            Call{"setEntityTimer", {toHost(&entity), 1'000'000}}));
 }
 
 TEST_F(AnAccessoryEntity, StopsTheProcessWithoutAFourthProperty) {

@@ -53,7 +53,6 @@ protected:
             request = fetch("zebcmd");
         };
     }
-    std::vector<Call> answers() const { return host.callsOf("fetchComplete"); }
     /** A request that is never answered is not a fault of these tests. */
     ZEBDiscoverySDKRequest* fetchQuietly(const char* key) {
         static char made[8];

@@ -219,7 +219,7 @@ TEST_F(TheHostDestroys, ANewEntityFromInsideTheCallbackThatBringsIt) {
         const DeviceRecord& device;
         const char* callback;
         std::vector<Call> found;
-        int stops;
+        std::size_t stops;
     } rows[] = {{second, "addEntity", {kFoundTethering}, 1},
                 {accessory, "addEntity", {kFoundCandidate, kSwitched}, 2},
                 {switchable, "addUnpublishedEntity", {kFoundCandidate}, 2}};

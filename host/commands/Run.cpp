@@ -83,8 +83,7 @@ ExitStatus perform(const RunOptions& options, std::FILE* out) {
     if (options.report.empty())
         return run(options, out);
 
-    // Known before the run rather than after it.
-    Replacement(options.report, "report");
+    { const Replacement knownBeforeTheRun(options.report, "report"); }
     std::optional<OwnTrace> own;
     RunOptions traced = options;
     if (options.trace.empty())

@@ -194,8 +194,8 @@ TEST(TheCommand, EndsWithSuccessWhenItIsTerminated) {
     keepLines(output);
 }
 
-// Named without a folder it is the loader's to find, which would map it, or wait for it. A program that is started by
-// a loader's command line has the folders that are named there.
+// Named without a folder it is the loader's to find, which would map it, or wait for it. A program that is
+// started by a loader's command line has the folders that are named there.
 #ifndef ZEBHOST_HAS_A_LAUNCHER
 TEST(TheCommand, LooksAtAPluginInTheLibraryPathBeforeTheLoaderDoes) {
     std::string folder = "/tmp/library.XXXXXX";

@@ -130,7 +130,7 @@ public:
     bool hasLogged(int severity, const std::string& text) const;
     /** How often the level query was asked. */
     int levelQueries() const { return static_cast<int>(record.of(Kind::LevelQuery).size()); }
-    /** Entities that were added or added unpublished and not destroyed yet; the one last told of is the last. */
+    /** Entities, added or added unpublished, that are not destroyed yet; the one last told of is the last. */
     const std::vector<ZEBDiscovererEntity*>& entities() const { return mEntities; }
 
     std::vector<std::string> complaints() const;

@@ -2,6 +2,7 @@
 
 #include "host/PluginFile.h"
 
+#include <cstddef>
 #include <dlfcn.h>
 #include <filesystem>
 #include <link.h>

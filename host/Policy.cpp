@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <regex>
 
 namespace zebhost {
 namespace {
@@ -165,10 +164,16 @@ std::optional<IdPattern> parseIdPattern(const std::string& text) {
     return product ? std::optional(IdPattern{*vendor, product}) : std::nullopt;
 }
 
-// BUS-PORT, and behind each hub .PORT
+// BUS-PORT, and behind each hub .PORT: every number is counted from 1.
 bool isPortName(const std::string& text) {
-    static const std::regex name("[1-9][0-9]*-[1-9][0-9]*(\\.[1-9][0-9]*)*");
-    return std::regex_match(text, name);
+    const auto afterNumber = [&](size_t begin) {
+        const size_t end = std::min(text.find_first_not_of("0123456789", begin), text.size());
+        return end > begin && text[begin] != '0' ? end : std::string::npos;
+    };
+    size_t end = afterNumber(0);
+    for (char before = '-'; end < text.size() && text[end] == before; before = '.')
+        end = afterNumber(end + 1);
+    return end == text.size() && text.find('-') != std::string::npos;
 }
 
 bool isPhoneVendor(uint16_t vendor) {

@@ -118,8 +118,7 @@ TEST(ATraceFile, StopsAtItsLimitAndStaysValid) {
 TEST(ATraceFile, SaysWhereItCanNotBe) {
     EXPECT_THAT([] { TraceFile trace("/no/such/folder/trace.json"); },
                 ThrowsMessage<HostError>(HasSubstr("No such file or directory")));
-    EXPECT_THAT([] { TraceFile trace("/dev/null"); },
-                ThrowsMessage<HostError>(HasSubstr("/dev/null is none")));
+    EXPECT_THAT([] { TraceFile trace("/tmp"); }, ThrowsMessage<HostError>(HasSubstr("/tmp is none")));
 }
 
 } // namespace

@@ -52,6 +52,7 @@ class TheCallsOfALibUsbThread : public testing::Test {
 protected:
     ~TheCallsOfALibUsbThread() override {
         if (mpThread) {
+            mUsb.onCallback = [](int) {}; // what a test's own looks at is gone
             mUsb.letGo();
             mpThread.reset();
         }

@@ -12,14 +12,15 @@ namespace {
 
 /** The function that libusb, which the plug-in has loaded, defines under the name of ours. */
 template <class Function>
-Function* real(Function*, const char* name) {
+Function* real(const char* name) {
     void* libusb = dlopen("libusb-1.0.so.0", RTLD_NOW | RTLD_NOLOAD);
     void* const function = dlsym(libusb, name);
     dlclose(libusb); // the plug-in keeps it
     return reinterpret_cast<Function*>(function);
 }
 
-#define REAL(function) real(&function, #function)
+// Names the type alone: libusb is not linked with these programs.
+#define REAL(function) real<decltype(function)>(#function)
 
 LibUsbSpy& spy() { return LibUsbSpy::instance(); }
 

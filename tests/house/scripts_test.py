@@ -27,7 +27,8 @@ STAND_INS = {
                 done ;;
         esac""",
     "ctest": """
-        while [[ $1 != --output-junit ]]; do [[ $1 == --preset ]] && preset=$2; shift; done
+        while [[ $# != 0 && $1 != --output-junit ]]; do [[ $1 == --preset ]] && preset=$2; shift; done
+        [[ $# != 0 ]] || exit 0
         mkdir -p "$(dirname "build/$preset/$2")"
         echo '<testsuite><testcase name="one" status="run"/></testsuite>' >"build/$preset/$2\"""",
     "cpack": "mkdir packages; touch packages/one.deb",
@@ -47,6 +48,7 @@ PLAYED = {
     "lab": [(["--help"], "usage: scripts/lab")],
     "mutate": [(["--list", "mxcommon"], "mxcommon/")],
     "package": [([], "build/native/packages/one.deb"), (["--no-build"], "one.deb"), (["--help"], "usage: scripts/package")],
+    "steady": [(["--help"], "usage: scripts/steady"), (["--runs", "1"], "steady: 1 passed, 0 failed")],
     "test": [(["--quick"], "1 passed, 0 failed")],
 }
 # What a build would have left.

@@ -185,7 +185,7 @@ TEST(ARun, JudgesAPhoneAgainWhenTheKernelHasChosenItsConfiguration) {
 
 TEST(ARun, HasTheMachinesUsbForItselfUntilItEnds) {
     zebphones::Testbed bed;
-    LiveRun first(withTestPlugin(""));
+    LiveRun first(withPlugin()); // the other one is written for one run at a time
     first.waitFor({{"event", "started"}});
     Lines lines;
     RunOptions resetting = withTestPlugin("");

@@ -44,8 +44,10 @@ std::vector<std::string> ScriptedLibUsb::answer(const std::function<void()>& eve
 }
 
 void ScriptedLibUsb::letGo() {
+    if (mIsLetGo.exchange(true)) {
+        return; // its thread may be calling mEvents
+    }
     mEvents = [] {};
-    mIsLetGo = true;
     mAnswered.release();
 }
 

@@ -224,7 +224,7 @@ void UsbDiscoverer::offerDevice(ZEBDiscovererDeviceProvider* pProvider, const ZE
             releaseDevice(pProvider, pDevice);
     } catch (...) {
         // The barrier releases the device, whose record is not to be read afterwards.
-        (made ? std::move(made) : withdraw(pEntity)).reset();
+        withdraw(pEntity).reset();
         throw;
     }
 }

@@ -125,12 +125,13 @@ class Lane:
                 continue
             sanitize = "address,undefined" if way else ""
             self.must(["cmake", "-S", str(self.tree), "-B", str(folder), f"-DZEB_SANITIZE={sanitize}", *OPTIONS])
-            self.learn(way, folder)
             self.must(["ninja", "-C", str(folder), *(program for program in programs if program != LOCK_RULES)])
+            self.learn(way, folder)
         os.environ.update(GTEST_FAIL_FAST="1", CCACHE_DISABLE="1")
 
     def learn(self, way, folder):
-        """How ctest would start each program: with the same words, variables and folder."""
+        """How ctest would start each program: with the same words, variables and folder. It knows no words for one
+        that is not built."""
         listing = self.must(["ctest", "--test-dir", str(folder), "--show-only=json-v1"])
         for test in json.loads(listing[listing.index("{"):])["tests"]:
             known = {one["name"]: one["value"] for one in test["properties"]}
@@ -162,6 +163,8 @@ class Lane:
             return self.command(["ctest", "--test-dir", str(self.builds[""]), "-R", f"^{test}$", "--no-tests=error",
                                  "--output-on-failure"], seconds)
         words, variables, folder = self.tests[test]
+        if not words:
+            sys.exit(f"scripts/mutate: ctest can't start {test}")
         # The sanitizer reserves more memory than there is.
         memory = [] if "/" in test else [f"--data={2 << 30}"]
         only = [f"--gtest_filter={only}"] if only else []

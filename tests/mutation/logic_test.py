@@ -236,6 +236,22 @@ class Playing(unittest.TestCase):
         there.remove("deliberate-race")
         self.assertEqual(there - {test for tests in lanes.TESTS.values() for test in tests}, set())
 
+    def test_takes_no_program_that_ctest_cannot_start_for_one_that_passes(self):
+        lane = lanes.Lane(Path("nowhere"))
+        lane.tests["usb-test"] = ([], {}, ".")
+
+        with self.assertRaisesRegex(SystemExit, "can't start usb-test"):
+            lane.measure(["usb-test"])
+
+    def test_learns_how_a_program_is_started_when_it_is_built(self):
+        lane, done = lanes.Lane(Path("nowhere")), []
+        lane.refresh, lane.must = lambda: None, lambda words: done.append(words[0])
+        lane.learn = lambda *_: done.append("learn")
+
+        lane.prepare(["usb-test"])
+
+        self.assertEqual(done, ["cmake", "ninja", "learn"])
+
     def test_ends_what_waits_for_ever_with_all_that_it_started(self):
         done = lanes.Lane(Path("nowhere")).command(["sh", "-c", "echo begun; sleep 1000"], 0.2)
 

@@ -62,6 +62,11 @@ def failed(output):
     return found[0] if found else "no test in particular"
 
 
+def one_test(name):
+    """What the test framework takes as such."""
+    return name if name and re.fullmatch(r"[\w/]+\.[\w/]+", name) else None
+
+
 class Outcome:
     def __init__(self, returncode, stdout, hangs=False):
         self.returncode, self.stdout, self.hangs = returncode, stdout, hangs
@@ -219,22 +224,23 @@ class Lane:
         return first or next(filter(None, (self.found_by(test, None, chosen) for test in tests)), (None, ""))
 
     def found_by(self, test, only=None, chosen=0):
-        """A red test is asked twice: one that lives on time could fail by itself on a busy machine."""
+        """A red test is asked twice, by itself the second time: one that lives on time could fail on a busy machine."""
         built = self.build(test)
         if built.returncode and chosen:
             raise NotTogether
         if built.returncode:
             return COMPILER, complaint(built.stdout)
-        only = only if only and re.fullmatch(r"[\w/]+\.[\w/]+", only) else None
-        for _ in range(2):
-            done = self.run(test, only, chosen)
-            if not done.returncode:
-                return None
-            if done.hangs:
-                break
+        done = self.run(test, one_test(only), chosen)
+        if not done.returncode or not self.is_red_again(test, done, chosen):
+            return None
         if chosen and not self.is_whole(test):
             raise NotTogether
         return test, failed(done.stdout)
+
+    def is_red_again(self, test, done, chosen):
+        """What fails only in company is asked with all the others."""
+        return done.hangs or any(self.run(test, only, chosen).returncode
+                                 for only in dict.fromkeys([one_test(failed(done.stdout)), None]))
 
     def is_whole(self, test):
         """With all its mutants switched off the program must be as good as the right one."""

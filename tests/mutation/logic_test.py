@@ -2,7 +2,6 @@
 
 import collections
 import re
-import subprocess
 import sys
 import tempfile
 import unittest
@@ -16,7 +15,6 @@ HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE))
 import lane as lanes  # noqa: E402
 import mutants as subject  # noqa: E402
-import sittings  # noqa: E402
 
 LOADER = SourceFileLoader("mutate", str(HERE.parents[1] / "scripts" / "mutate"))
 player = module_from_spec(spec_from_loader("mutate", LOADER))
@@ -148,6 +146,14 @@ class Playing(unittest.TestCase):
             with self.subTest(outcomes):
                 self.assertEqual(self.verdict(self.lane(*outcomes)), found)
 
+    def test_asks_a_test_that_was_red_alone_and_then_in_company(self):
+        red = (8, "[  FAILED  ] A.Works")
+
+        self.assertEqual(self.verdict(self.lane((0, ""), red, (0, ""), red)), ("first-test", "A.Works"))
+
+        self.assertEqual(self.asked, [("first-test",), ("first-test", None, 0), ("first-test", "A.Works", 0),
+                                      ("first-test", None, 0)])
+
     def test_does_not_count_a_test_that_fails_once(self):
         self.assertEqual(self.verdict(self.lane((0, ""), (8, ""), (0, ""), (0, ""), (0, ""))), (None, ""))
 
@@ -184,8 +190,8 @@ class Playing(unittest.TestCase):
 
         self.assertEqual(self.several(lane), [found, found, (None, "")])
         built, whole = ("a-test",), ("a-test",)
-        self.assertEqual(self.asked, [built, built, *[("a-test", None, 1)] * 2, whole, built,
-                                      *[("a-test", None, 2)] * 2, built, ("a-test", None, 0)])
+        self.assertEqual(self.asked, [built, built, ("a-test", None, 1), ("a-test", "A.Works", 1), whole, built,
+                                      ("a-test", None, 2), ("a-test", "A.Works", 2), built, ("a-test", None, 0)])
         self.assertEqual(len(set(self.texts)), 2)
         self.assertIn("zebMutant(2)", self.texts[0])
         self.assertEqual(len(set(self.times)), 2)
@@ -278,83 +284,6 @@ class Playing(unittest.TestCase):
 
         self.assertEqual([(part[0].path, len(part)) for part in player.portions(made)],
                          [("a", 120), ("a", 120), ("b", 120), ("a", 10), ("b", 10)])
-
-
-class Sitting(unittest.TestCase):
-    def setUp(self):
-        holder = tempfile.TemporaryDirectory()
-        self.addCleanup(holder.cleanup)
-        self.folder = Path(holder.name)
-
-    def test_adds_up_with_others_of_the_same_state(self):
-        sittings.Sittings(self.folder, "now").note("a", "usb-test", "A.Works")
-        sittings.Sittings(self.folder, "now").note("b", None, "")
-
-        self.assertEqual(sittings.Sittings(self.folder, "now").verdicts,
-                         {"a": ("usb-test", "A.Works"), "b": (None, "")})
-
-    def test_takes_nothing_from_another_state_but_whom_to_ask_first(self):
-        sittings.Sittings(self.folder, "then").note("a", "usb-test", "A.Works")
-        sittings.Sittings(self.folder, "then").note("b", None, "")
-        now = sittings.Sittings(self.folder, "now")
-
-        self.assertEqual(now.verdicts, {})
-        now.note("c", "usb-test", "A.Works")
-        now = sittings.Sittings(self.folder, "now")
-        self.assertEqual(now.asked_first("a"), ("usb-test", "A.Works"))
-        self.assertIsNone(now.asked_first("c"))
-        self.assertIsNone(now.asked_first("b"))
-
-    def test_counts_the_last_verdict_and_none_that_was_cut_off(self):
-        sitting = sittings.Sittings(self.folder, "now")
-        sitting.note("a", None, "")
-        sitting.note("a", "usb-test", "A.Works")
-        with open(sitting.file, "a", encoding="utf-8") as log:
-            log.write('{"key": "b", "te')
-
-        self.assertEqual(sittings.Sittings(self.folder, "now").verdicts, {"a": ("usb-test", "A.Works")})
-
-    def test_is_of_another_state_once_anything_that_decides_is_changed(self):
-        subprocess.run(["git", "init", "-q", self.folder], check=True)
-        for name in ("usb/A.cpp", "tests/usb/ATest.cpp", "docs/a.md"):
-            (self.folder / name).parent.mkdir(parents=True, exist_ok=True)
-            (self.folder / name).write_text("one")
-        first = sittings.state(self.folder)
-
-        (self.folder / "docs/a.md").write_text("two")
-        self.assertEqual(sittings.state(self.folder), first)
-        for name in ("usb/A.cpp", "tests/usb/ATest.cpp"):
-            (self.folder / name).write_text("two")
-            self.assertNotEqual(sittings.state(self.folder), first)
-            (self.folder / name).write_text("one")
-        (self.folder / "usb/B.cpp").write_text("")
-        self.assertNotEqual(sittings.state(self.folder), first)
-
-
-class Standing(unittest.TestCase):
-    KEY = "usb/A.cpp: int x = 2;"
-
-    def standing(self, known, verdicts):
-        return sittings.Standing([mutant()], known, verdicts)
-
-    def test_is_good_when_each_mutant_is_found_or_judged(self):
-        self.assertTrue(self.standing({}, {self.KEY: ("usb-test", "")}).is_good())
-        self.assertTrue(self.standing({self.KEY: "never read"}, {self.KEY: (None, "")}).is_good())
-
-    def test_is_bad_for_a_survivor_and_for_a_find_that_was_judged_harmless(self):
-        self.assertFalse(self.standing({}, {self.KEY: (None, "")}).is_good())
-        self.assertFalse(self.standing({self.KEY: "never read"}, {self.KEY: ("usb-test", "")}).is_good())
-
-    def test_counts_by_way_and_by_folder(self):
-        for known, verdicts, row in (({}, {self.KEY: ("usb-test", "")}, [1, 1, 0, 0, 0]),
-                                     ({self.KEY: "never read"}, {}, [1, 0, 1, 0, 0]),
-                                     ({}, {self.KEY: (None, "")}, [1, 0, 0, 1, 0]), ({}, {}, [1, 0, 0, 0, 1])):
-            lines = [line.split() for line in self.standing(known, verdicts).table()]
-
-            self.assertIn(["number", *map(str, row)], lines)
-            self.assertIn(["usb/", *map(str, row)], lines)
-            self.assertIn(["common/", "0", "0", "0", "0", "0"], lines)
-            self.assertEqual(lines[-1], ["all", *map(str, row)])
 
 
 if __name__ == "__main__":

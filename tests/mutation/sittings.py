@@ -1,7 +1,8 @@
 """What has been played of one state of the tree, in however many sittings.
 
-A verdict counts for the very code and tests that it was made of: each state has a file of its own, named by the
-content of all that a verdict depends on. What an older state's tests found is only asked first.
+A verdict counts for the very code and tests that it was made of. Each state of the code has a file of its own, named
+by the content of all that every verdict depends on; a line in it says of what state of the tests it is: a find, of
+those of the program that found it; a survival, of all of them. What is known of another state is only asked first.
 """
 
 import hashlib
@@ -10,13 +11,22 @@ import subprocess
 
 from mutants import FOLDERS, ROOT
 
-DECIDING = [*FOLDERS, "include", "phones", "cmake", "CMakeLists.txt",
-            *(f"tests/{folder}" for folder in (*FOLDERS, "support", "handshake", "reliability", "fuzz"))]
+CODE = [*FOLDERS, "include", "phones", "cmake", "CMakeLists.txt", "tests/support"]
+# Folders of tests, and what of their own is asked about mutants.
+PROGRAMS = {
+    "mxcommon": ["mxcommon-test", "mxcommon-faults-test", "libusbthread-test", "lock-rules-bite.*"],
+    "common": ["common-test"],
+    "usb": ["usb-test", "plugin-entry-test"],
+    "handshake": ["handshake-test"],
+    "reliability": ["failure-points-test", "throwing-host-test", "handle-threads-test"],
+    "fuzz": ["random-calls-test"],
+}
+FOLDER_OF = {program: folder for folder, programs in PROGRAMS.items() for program in programs}
 
 
-def state(root=ROOT):
-    """A name for all that decides, uncommitted changes too."""
-    names = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard", "--", *DECIDING],
+def state(paths, root=ROOT):
+    """A name for the content of these, uncommitted changes too."""
+    names = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard", "--", *paths],
                            cwd=root, check=True, capture_output=True, text=True).stdout.split("\0")[:-1]
     content = hashlib.sha256()
     for name in sorted(set(names)):
@@ -28,18 +38,29 @@ def state(root=ROOT):
 class Sittings:
     """Verdicts by the mutants' keys: who found it, and by what."""
 
-    def __init__(self, folder, name):
-        self.file = folder / f"{name}.jsonl"
-        self.verdicts, self.before = read(self.file), {}
-        others = [path for path in folder.glob("*.jsonl") if path != self.file]
-        for path in sorted(others, key=lambda path: path.stat().st_mtime):
-            self.before.update(read(path))
+    def __init__(self, folder, root=ROOT):
+        self.tests = {name: state([f"tests/{name}"], root) for name in PROGRAMS}
+        self.file = folder / f"{state(CODE, root)}.jsonl"
+        self.verdicts, self.before = {}, {}
+        files = [path for path in folder.glob("*.jsonl") if path != self.file]
+        for path in [*sorted(files, key=lambda path: path.stat().st_mtime), self.file]:
+            for key, (test, what, tests) in read(path).items():
+                self.before[key] = (test, what)
+                if path == self.file and tests == self.deciding(test):
+                    self.verdicts[key] = (test, what)
+
+    def deciding(self, test):
+        """The state of the tests that a verdict is of; the compiler's depends on none."""
+        if test is None:
+            return ".".join(self.tests.values())
+        return self.tests.get(FOLDER_OF.get(test.rpartition("/")[2]), "")
 
     def note(self, key, test, what):
         self.verdicts[key] = (test, what)
         self.file.parent.mkdir(parents=True, exist_ok=True)
         with open(self.file, "a", encoding="utf-8") as log:
-            print(json.dumps({"key": key, "test": test, "what": what}), file=log, flush=True)
+            row = {"key": key, "test": test, "what": what, "tests": self.deciding(test)}
+            print(json.dumps(row), file=log, flush=True)
 
     def asked_first(self, key):
         test, what = self.before.get(key, (None, ""))
@@ -52,8 +73,8 @@ def read(path):
     for line in path.read_text(encoding="utf-8").splitlines() if path.exists() else ():
         try:
             row = json.loads(line)
-            found[row["key"]] = (row["test"], row["what"])
-        except ValueError:
+            found[row["key"]] = (row["test"], row["what"], row["tests"])
+        except (ValueError, KeyError):
             continue
     return found
 

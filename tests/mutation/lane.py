@@ -272,12 +272,14 @@ class Lanes:
         self.lanes = [Lane(folder / f"lane{number}", limits) for number in range(1, count + 1)]
 
     def prepare(self, asked):
-        """Build all that is asked about the mutants, and see it pass."""
+        """Build all that is asked about the mutants, and see it pass. Which of them take seconds?"""
         self.lanes[0].must(["scripts/setup", "build", "mutation"])
         for lane in self.lanes:
             print(f"{time.strftime('%T')} building {lane.tree.parent.relative_to(ROOT)}", flush=True)
             lane.prepare(asked)
         self.lanes[0].measure(asked)
+        limits = self.lanes[0].limits
+        return {test for test in asked if limits.seconds[test] > 2}
 
     def play(self, portions, play_portion):
         """play_portion(lane, portion) for each of them; the first trouble ends all."""

@@ -60,8 +60,10 @@ class Schemata:
         return True
 
     def delete(self, mutant, is_on):
+        """Not an assertion: its text must be gone from the file, which a test reads."""
         statement, _ = self.statement_at((mutant.start, mutant.end))
-        return (not declared(statement) and
+        asserts = any(mutant.start <= start < mutant.end for start, _ in self.asserted)
+        return (not asserts and not declared(statement) and
                 self.surround(mutant.start, mutant.end, f"{{ if (!{is_on}) {{ ", " } }"))
 
     def swap(self, mutant, is_on):

@@ -117,8 +117,11 @@ class OneProgram(unittest.TestCase):
         # Within an assertion, and what is declared.
         self.assertEqual([mutant.told for mutant in out if mutant.operator in ("condition", "comparison")],
                          ["full -> true", "counter.count > 3 -> true", "counter.count > 3 -> counter.count >= 3"])
+        # A text that must be gone from the file.
+        self.assertEqual([mutant.told for mutant in out if mutant.operator == "delete"],
+                         ["without ZEB_ASSERT(full && counter.count > 3);", "without ZEB_ASSERT(!full);"])
         self.assertEqual({mutant.operator for mutant in out},
-                         {"text", "number", "argument", "cast", "condition", "comparison", "swap"})
+                         {"text", "number", "argument", "cast", "condition", "comparison", "swap", "delete"})
 
     def test_can_be_written_for_all_of_what_ships(self):
         for path, mutants in itertools.groupby(subject.all_mutants(), key=lambda mutant: mutant.path):

@@ -16,13 +16,13 @@ from mutants import ROOT
 from schemata import VARIABLE, Schemata
 
 COMPILER = "the compiler"
-LOCK_RULES = "lock-rules-bite.*"  # as ctest knows them: clang reads the sources, there is nothing to build
+LOCK_RULES = "lock-rules-.*"  # as ctest knows them: clang reads the sources, there is nothing to build
 # The quickest first. What begins with "asan/" is built with the address sanitizer.
 TESTS = {
     "mxcommon": ["mxcommon-faults-test", "mxcommon-test", "common-test", LOCK_RULES, "libusbthread-test",
                  "handshake-test"],
     "common": ["common-test", "mxcommon-faults-test", "mxcommon-test", "usb-test", "asan/common-test",
-               "handle-threads-test", "plugin-entry-test", "throwing-host-test", "libusbthread-test",
+               "handle-threads-test", LOCK_RULES, "plugin-entry-test", "throwing-host-test", "libusbthread-test",
                "handshake-test", "random-calls-test", "failure-points-test"],
     "usb": ["usb-test", "asan/usb-test", "plugin-entry-test", "throwing-host-test", "handshake-test",
             "random-calls-test", "failure-points-test"],
@@ -82,8 +82,9 @@ class Limits:
         self.seconds[test], self.cpu[test] = seconds, cpu
 
     def of(self, test):
-        """For what waits for ever, and for what a mutant sends round in circles."""
-        return 10 + 5 * self.seconds.get(test, 60), int(10 + 5 * self.cpu.get(test, 60))
+        """For what waits for ever, and for what a mutant sends round in circles, which does not take longer on a busy
+        machine."""
+        return 10 + 5 * self.seconds.get(test, 60), int(3 + 5 * self.cpu.get(test, 60))
 
 
 class Lane:
@@ -224,7 +225,10 @@ class Lane:
         return first or next(filter(None, (self.found_by(test, None, chosen) for test in tests)), (None, ""))
 
     def found_by(self, test, only=None, chosen=0):
-        """A red test is asked twice, by itself the second time: one that lives on time could fail on a busy machine."""
+        """A red test is asked twice, by itself the second time: one that lives on time could fail on a busy machine.
+        Clang can only read what is in a program of its own."""
+        if chosen and test == LOCK_RULES:
+            return None
         built = self.build(test)
         if built.returncode and chosen:
             raise NotTogether

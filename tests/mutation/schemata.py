@@ -67,9 +67,10 @@ class Schemata:
                 self.surround(mutant.start, mutant.end, f"{{ if (!{is_on}) {{ ", " } }"))
 
     def swap(self, mutant, is_on):
-        """The second stands in both places, and is there in one at a time."""
-        _, other = self.statement_at((mutant.start, mutant.end))
-        if declared(other):
+        """The second stands in both places, and is there in one at a time. Not around a lock: its rules are checked by
+        reading."""
+        first, other = self.statement_at((mutant.start, mutant.end))
+        if declared(other) or first.head == "MutexLock":
             return False
         self.before[mutant.start].append(f"if ({is_on}) {{ {other.text} }} ")
         return self.surround(self.code.tokens[other.first].start, mutant.end, f"{{ if (!{is_on}) {{ ", " } }")

@@ -55,6 +55,13 @@ TEST(AnEventFd, BlocksOnlyWhereItWrites) {
     EXPECT_EQ(::fcntl(event.readFd() + 1, F_GETFL) & O_NONBLOCK, 0);
 }
 
+TEST(AnEventFd, BlocksNotWhereItReadsWhateverItsNumbersAre) {
+    const EventFd lower;
+    EventFd higher; // not 3, which is F_GETFL as well
+
+    EXPECT_EQ(::fcntl(higher.readFd(), F_GETFL) & (O_NONBLOCK | O_ACCMODE), O_NONBLOCK | O_RDONLY);
+}
+
 TEST(AnEventFd, ClosesBothEnds) {
     int readFd = -1;
     {

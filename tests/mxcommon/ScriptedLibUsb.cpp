@@ -52,8 +52,8 @@ void ScriptedLibUsb::letGo() {
 }
 
 int ScriptedLibUsb::submit(libusb_transfer* transfer) {
-    const int number = numberOf(transfer);
-    faults::note("libusb_submit_transfer", isAsItsOwnerLeftIt(number) ? "the owner's t" : "t", number);
+    const bool isTheOwners = transfer->callback == &ScriptedLibUsb::finished || transfer->user_data == this;
+    faults::note("libusb_submit_transfer", isTheOwners ? "the owner's t" : "t", numberOf(transfer));
     return submitResult;
 }
 

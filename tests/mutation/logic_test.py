@@ -265,6 +265,11 @@ class Playing(unittest.TestCase):
         self.assertEqual(done.stdout, "begun\n")
         self.assertNotEqual(done.returncode, 0)
 
+    def test_ends_what_goes_round_in_circles(self):
+        done = lanes.Lane(Path("nowhere")).command(["prlimit", "--cpu=1:3", "sh", "-c", "while :; do :; done"])
+
+        self.assertTrue(done.hangs)
+
     def test_plays_each_once_whatever_the_number_of_lanes(self):
         for count in (1, 3):
             side_by_side, played = lanes.Lanes(subject.ROOT / "build" / "none", count), []

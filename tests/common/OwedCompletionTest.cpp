@@ -1,4 +1,5 @@
 // Which completion is owed when several entry points, or several operations on one entity, are about.
+#include "common/OwedCompletion.h"
 #include "tests/common/BarrierCases.h"
 
 #include <gmock/gmock.h>
@@ -6,6 +7,7 @@
 
 using namespace testing;
 using namespace zebtest;
+using zebdiscovery::Completion;
 
 namespace {
 
@@ -28,6 +30,19 @@ TEST(WhatAnEntryPointOwes, BelongsToTheInnermostOfNestedFetches) {
     EXPECT_EQ(calls[1].arguments[1], Argument("inner"));
     EXPECT_EQ(calls[1].arguments[3], Argument(15));
     EXPECT_THAT(bench.host.complaints(), IsEmpty());
+}
+
+TEST(WhatAnEntryPointOwes, IsSettledOnceForEachOfTwoThatAreAlike) {
+    zebdiscovery::OwedCompletions all;
+    const zebdiscovery::OwedCompletion outer(all, Completion::Publish, kEntity, nullptr);
+    const zebdiscovery::OwedCompletion inner(all, Completion::Publish, kEntity, nullptr);
+
+    EXPECT_TRUE(all.settle(Completion::Publish, kEntity, nullptr));
+    EXPECT_FALSE(inner.isOwed());
+    EXPECT_TRUE(outer.isOwed());
+    EXPECT_TRUE(all.settle(Completion::Publish, kEntity, nullptr));
+    EXPECT_FALSE(outer.isOwed());
+    EXPECT_FALSE(all.settle(Completion::Publish, kEntity, nullptr));
 }
 
 /** Completes, for the same entity or request, what another operation owed it, and then fails. */

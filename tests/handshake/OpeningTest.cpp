@@ -3,6 +3,7 @@
 #include "tests/handshake/NodeAccess.h"
 #include "tests/handshake/Rig.h"
 
+#include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -195,10 +196,12 @@ TEST(TheIdentificationDeathTest, StopsTheProcessWithOneCharacterMore) {
         {
             Rig rig;
             set(rig, "aapuri", std::string(256, 'u'));
+            LibUsbSpy::instance().on["libusb_submit_transfer"] = [] { std::fputs("request, ", stderr); };
             rig.offer();
             rig.runUntil([] { return false; });
         },
-        "strlen\\(identifier\\) < AAP_PROTOCOL_STRING_MAX_LENGTH");
+        // Of the eight requests the uri's is the sixth.
+        "^(request, ){5}[^,]*strlen\\(identifier\\) < AAP_PROTOCOL_STRING_MAX_LENGTH");
 }
 
 TEST(AForeignHandleDeathTest, StopsTheProcessWhenItsTimerExpires) {

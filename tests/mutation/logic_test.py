@@ -1,6 +1,8 @@
 """Shows that scripts/mutate finds what there is to break, and that its list of harmless mutants stays true."""
 
 import collections
+import contextlib
+import io
 import re
 import sys
 import tempfile
@@ -283,6 +285,23 @@ class Playing(unittest.TestCase):
 
         with self.assertRaises(SystemExit):
             lanes.Lanes(subject.ROOT / "build" / "none", 2).play([[1], [2], [3]], trouble)
+
+    def test_keeps_no_survival_that_only_the_quick_programs_tell_of(self):
+        def answer(portion, ask, note):
+            asked.extend(ask(portion[0])[0])
+            note(portion[0], None, "")
+
+        lane = SimpleNamespace(play=answer)
+        played = SimpleNamespace(prepare=lambda _: {"handshake-test"},
+                                 play=lambda portions, play_portion: play_portion(lane, portions[0]))
+        for quickly in (True, False):
+            asked, kept = [], []
+            sitting = SimpleNamespace(asked_first=lambda _: None, note=lambda *verdict: kept.append(verdict))
+            with contextlib.redirect_stdout(io.StringIO()):
+                player.play([mutant()], player.Score({}, 1), sitting, played, quickly)
+
+            self.assertEqual("handshake-test" in asked, not quickly)
+            self.assertEqual(len(kept), 0 if quickly else 1)
 
     def test_gives_a_lane_neighbours_of_one_file(self):
         made = [SimpleNamespace(path=path) for path in ["a"] * 250 + ["b"] * 130]

@@ -234,6 +234,18 @@ TEST(OfferingADeviceForAProtocol, FreesTheProtocolBeforeTheLastResortSpeaks) {
     EXPECT_EQ(standardError.text(), lastResort(slotNamed("offerDeviceForProtocol"), "can't release"));
 }
 
+TEST(OfferingADeviceForAProtocol, TellsOfAHostThatThrowsWhenTheDeviceIsReleasedAfterAnInt) {
+    Bench bench;
+    bench.discoverer.behaviour = kInt.raise;
+    bench.host.on["releaseDevice"] = [] { throw std::runtime_error("can't release"); };
+
+    StandardErrorCapture standardError;
+    slotNamed("offerDeviceForProtocol").call(bench.host);
+
+    EXPECT_EQ(standardError.text(), lastResort(slotNamed("offerDeviceForProtocol"), "can't release"));
+    EXPECT_EQ(bench.host.callsOf("releaseDevice").size(), 1U);
+}
+
 TEST(DestroyingADiscoverer, DeletesIt) {
     FakeHost host;
     bool destroyed = false;

@@ -45,6 +45,19 @@ TEST(WhatAnEntryPointOwes, IsSettledOnceForEachOfTwoThatAreAlike) {
     EXPECT_FALSE(all.settle(Completion::Publish, kEntity, nullptr));
 }
 
+TEST(WhatAnEntryPointOwes, IsToldApartByOperationKeyAndRequest) {
+    zebdiscovery::OwedCompletions all;
+    const char key{};
+    const char other{};
+    const zebdiscovery::OwedCompletion owed(all, Completion::Fetch, &key, kRequest);
+
+    EXPECT_FALSE(all.settle(Completion::Post, &key, kRequest));
+    EXPECT_FALSE(all.settle(Completion::Fetch, &other, kRequest));
+    EXPECT_FALSE(all.settle(Completion::Fetch, &key, &other));
+    EXPECT_TRUE(owed.isOwed());
+    EXPECT_TRUE(all.settle(Completion::Fetch, &key, kRequest));
+}
+
 /** Completes, for the same entity or request, what another operation owed it, and then fails. */
 struct OlderDebt {
     const char* slot;

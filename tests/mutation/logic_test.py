@@ -4,6 +4,7 @@ import collections
 import contextlib
 import io
 import re
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -271,6 +272,14 @@ class Playing(unittest.TestCase):
         done = lanes.Lane(Path("nowhere")).command(["prlimit", "--cpu=1:3", "sh", "-c", "while :; do :; done"])
 
         self.assertTrue(done.hangs)
+
+    def test_ends_without_a_word_when_nobody_reads_its_list_to_the_end(self):
+        with subprocess.Popen([subject.ROOT / "scripts/mutate", "--list"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE) as listing:
+            listing.stdout.readline()
+            listing.stdout.close()
+
+            self.assertEqual(listing.stderr.read(), b"")
 
     def test_plays_each_once_whatever_the_number_of_lanes(self):
         for count in (1, 3):

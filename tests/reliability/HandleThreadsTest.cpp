@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <latch>
 #include <set>
 #include <thread>
 #include <vector>
@@ -17,8 +18,6 @@ namespace {
 constexpr int kThreads = 8;
 constexpr int kHandlesOfAThread = 6;
 constexpr int kRounds = 2000;
-// So many sets at least are seen by the host, however long the threads take to get going.
-constexpr int kPublished = 100;
 
 /** What the host reads when it walks the arrays. */
 std::vector<std::pair<int, int>> walk(const int* handles, const int* flags) {
@@ -28,7 +27,8 @@ std::vector<std::pair<int, int>> walk(const int* handles, const int* flags) {
     return all;
 }
 
-void change(EventHandles& handles, int thread, const std::atomic<bool>& stop) {
+/** From its first turn on a thread always has a handle in the set, so there is one to publish. */
+void change(EventHandles& handles, int thread, std::latch& running, const std::atomic<bool>& stop) {
     int own[kHandlesOfAThread];
     for (int i = 0; i < kHandlesOfAThread; ++i)
         own[i] = thread * 100 + i;
@@ -37,6 +37,8 @@ void change(EventHandles& handles, int thread, const std::atomic<bool>& stop) {
         handles.addHandle(&handle, turn % 2 == 0);
         handles.setHandleWriteNotifications(&handle, turn % 3 == 0);
         handles.removeHandle(&own[(turn + 2) % kHandlesOfAThread]);
+        if (turn == 0)
+            running.count_down();
         std::this_thread::yield();
     }
     for (const int& handle : own)
@@ -45,13 +47,15 @@ void change(EventHandles& handles, int thread, const std::atomic<bool>& stop) {
 
 TEST(PublishedHandles, StandStillWhileEightThreadsChangeTheSet) {
     EventHandles handles;
+    std::latch running(kThreads);
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
     for (int thread = 0; thread < kThreads; ++thread)
-        threads.emplace_back([&, thread] { change(handles, thread, stop); });
+        threads.emplace_back([&, thread] { change(handles, thread, running, stop); });
+    running.wait();
 
     int published = 0;
-    for (int round = 0; round < kRounds || published < kPublished; ++round) {
+    for (int round = 0; round < kRounds; ++round) {
         published += handles.prepare() ? 1 : 0;
         const int* array = handles.publishedHandles();
         const int* flags = handles.publishedWriteNotifications();
@@ -72,6 +76,7 @@ TEST(PublishedHandles, StandStillWhileEightThreadsChangeTheSet) {
         thread.join();
     handles.prepare();
 
+    EXPECT_GT(published, 0);
     EXPECT_THAT(walk(handles.publishedHandles(), handles.publishedWriteNotifications()), IsEmpty());
 }
 
